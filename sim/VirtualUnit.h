@@ -1,0 +1,52 @@
+#ifndef VIRTUALUNIT_H
+#define VIRTUALUNIT_H
+
+#include "UnitProfile.h"
+
+#include <string>
+#include <vector>
+
+// A throw-away unit: a folder that mirrors the unit's own files, and a
+// bubblewrap sandbox in which those files appear at their real paths while
+// the rest of the root is an empty tmpfs with the host's /usr and /etc.
+class CVirtualUnit
+{
+public:
+    struct RunOptions_T
+    {
+        std::vector<std::string> argv;     // argv[0] is also the program started
+        std::string workDir = "/";         // inside the sandbox
+        std::vector<std::string> readOnlyBinds;  // host paths shown at the same path
+        bool keepCapabilities = false;
+        bool ownNetwork = false;
+    };
+
+    // folder: where the unit is built; created if missing. When removeOnExit is
+    // set the folder is deleted with the object.
+    CVirtualUnit(const std::string& folder, bool removeOnExit);
+    ~CVirtualUnit();
+
+    CVirtualUnit(const CVirtualUnit&) = delete;
+    CVirtualUnit& operator=(const CVirtualUnit&) = delete;
+
+    bool Build(const CUnitProfile& profile, std::string& error);
+
+    // The bubblewrap command line for a run, without starting it.
+    std::vector<std::string> SandboxCommand(const RunOptions_T& options) const;
+
+    // Runs to the end; returns the exit status, 128 + signal number for a
+    // program that was killed, or -1 when bubblewrap could not be started.
+    int Run(const RunOptions_T& options) const;
+
+    const std::string& Folder() const { return m_Folder; }
+    std::string HostPath(const std::string& unitPath) const { return m_Folder + "/root" + unitPath; }
+
+    // A fresh folder under $TMPDIR (or /tmp) for a unit.
+    static std::string MakeTempFolder();
+
+private:
+    std::string m_Folder;
+    bool m_RemoveOnExit;
+};
+
+#endif
