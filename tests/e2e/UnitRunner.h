@@ -1,0 +1,41 @@
+#ifndef UNITRUNNER_H
+#define UNITRUNNER_H
+
+#include <string>
+#include <vector>
+
+// Runs the real sonarbench (through the vunit launcher) on a simulated unit
+// and collects what it printed.
+struct RunResult_T
+{
+    std::string out;
+    std::string err;
+    int status = -1;  // exit status; 128 + signal when killed
+};
+
+struct UnitRun_T
+{
+    std::string profile;
+    std::vector<std::string> unitOptions;  // vunit options such as "--file", "PATH=CONTENT"
+    std::vector<std::string> args;         // sonarbench's arguments after its name
+    std::string unitDir;                   // kept unit folder for inspecting files, or empty
+};
+
+RunResult_T RunOnUnit(const UnitRun_T& run);
+
+// A fresh folder for a kept unit, removed by the caller with RemoveTree.
+std::string MakeUnitDir();
+void RemoveTree(const std::string& path);
+std::string ReadHostFile(const std::string& path, bool* exists = nullptr);
+
+// What the report puts between the handler's text and "Tests Failed" on the
+// stock units (versions and serial number of the common unit content).
+std::string UnitDataBlock(const std::string& commandLine, const std::string& platform);
+
+// "---...\n<command line>\n\nTest Output: \n"
+std::string ReportHeader(const std::string& commandLine);
+
+extern const char* const c_HelpText;  // what follows "ERROR: First Parameter not recognized: <line>"
+extern const char* const c_HelpVersion;  // what comes before it
+
+#endif
