@@ -36,32 +36,32 @@ bool TestControllerBase::Message(QString text, std::string* output, bool printNo
 
 void TestControllerBase::ReportResult(std::string output, std::string commandLine, TestResult_T result)
 {
+    auto printWithVerdict = [&](OutputStrings_T verdict) {
+        output.append(m_OutputStrings[verdict]);
+        printf("%s", output.c_str());
+        fflush(stdout);
+    };
+
+    // For unknown commands and out-of-range results the stations' report format
+    // hands the output text to printf as its format: a '%' in it is interpreted.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-security"
     switch (result)
     {
     case TEST_PASSED:
-        output.append(m_OutputStrings[OUT_TEST_PASSED]);
-        printf("%s", output.c_str());
-        fflush(stdout);
+        printWithVerdict(OUT_TEST_PASSED);
         break;
     case TEST_FAILED:
+        // Only failed runs carry the unit data for bug reports.
         output.append(GetUnitData(QString::fromLatin1(commandLine.c_str())).toLatin1().constData());
-        output.append(m_OutputStrings[OUT_TESTS_FAILED]);
-        printf("%s", output.c_str());
-        fflush(stdout);
+        printWithVerdict(OUT_TESTS_FAILED);
         break;
     case OPERATION_PERFORMED:
-        output.append(m_OutputStrings[OUT_OPERATION_PERFORMED]);
-        printf("%s", output.c_str());
-        fflush(stdout);
+        printWithVerdict(OUT_OPERATION_PERFORMED);
         break;
     case NOT_RECOGNIZED:
     {
-        // The station's report format treats the output text as printf's
-        // format here; a '%' in an unknown command line is interpreted.
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wformat-security"
         printf(output.c_str());
-#pragma GCC diagnostic pop
         std::string text;
         if (!commandLine.empty())
             text = m_OutputStrings[OUT_FIRST_PARAMETER_NOT_RECOGNIZED] + commandLine;
@@ -70,13 +70,11 @@ void TestControllerBase::ReportResult(std::string output, std::string commandLin
     }
     default:
         output.append(m_OutputStrings[OUT_NO_VALID_RETURN_VALUE]);
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wformat-security"
-        printf(output.c_str());  // deliberately a format, as for unknown commands
-#pragma GCC diagnostic pop
+        printf(output.c_str());
         fflush(stdout);
         break;
     }
+#pragma GCC diagnostic pop
 }
 
 QString TestControllerBase::AppVersionText()
