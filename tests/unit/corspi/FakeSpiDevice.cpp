@@ -1,0 +1,129 @@
+#include "FakeSpiDevice.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+bool CFakeSpiDevice::Write(const Buffer_Bytes_T* Buffer)
+{
+    m_Writes.emplace_back(Buffer->data(), Buffer->data() + Buffer->size());
+    if (m_FailingWrites.count(m_Writes.size() - 1))
+    {
+        m_ErrorCode = EIO;
+        return false;
+    }
+    m_ErrorCode = 0;
+    if (m_bPingReadMode)
+        std::copy_n(m_Fifo.begin(), std::min(m_Fifo.size(), Buffer->size()), Buffer->data());
+    return true;
+}
+
+bool CFakeSpiDevice::Read(Buffer_Bytes_T* Buffer)
+{
+    m_ReadSizes.push_back(Buffer->size());
+    if (m_ReadError != 0 || m_Replies.empty())
+    {
+        m_ErrorCode = m_ReadError;
+        return false;
+    }
+    const Bytes_T Reply = m_Replies.front();
+    m_Replies.pop_front();
+    const size_t Count = std::min(Reply.size(), Buffer->size());
+    std::copy_n(Reply.begin(), Count, Buffer->data());
+    Buffer->size(Count);
+    m_ErrorCode = 0;
+    return true;
+}
+
+bool CFakeSpiDevice::Ioctl(unsigned long request, int* argument)
+{
+    Ioctl_T Call = {request, argument == nullptr, {}};
+    if (request == c_CorSpiIoctlStartPingRead && argument)
+        memcpy(&Call.PingRead, argument, sizeof(Call.PingRead));
+    m_Ioctls.push_back(Call);
+    if (request == c_CorSpiIoctlStartPingRead)
+        m_bPingReadMode = true;
+    if (request == c_CorSpiIoctlEndPingRead)
+        m_bPingReadMode = false;
+    if (request == c_CorSpiIoctlWaitForInterrupt)
+        return m_bInterruptOccurs;
+    return true;
+}
+
+int CFakeSpiDevice::Poll(short events, int timeout)
+{
+    m_Polls.emplace_back(events, timeout);
+    return (m_Replies.empty() && m_ReadError == 0) ? 0 : 1;
+}
+
+IOSSFile* CFakeSpiFactory::CreateFile(const char* Name, int flags, int mode)
+{
+    m_Opened.push_back(std::string(Name) + " " + std::to_string(flags) + " " + std::to_string(mode));
+    return &m_Device;
+}
+
+const char* CFakeSpiFactory::GetEnv(const char* Name)
+{
+    m_EnvReads.push_back(Name);
+    const auto Found = m_Env.find(Name);
+    return Found == m_Env.end() ? nullptr : Found->second.c_str();
+}
+
+TSQEventCode_T CFakeSpiFactory::SendEvent(int Level, int Code, const char* Origin, const char* Text)
+{
+    m_Events.push_back(std::to_string(Level) + " " + std::to_string(Code) + " " + Origin + " " + Text);
+    return 0;
+}
+
+namespace
+{
+Bytes_T Header(UINT16 Address, UINT8 Flags, size_t Count)
+{
+    const UINT16 Length = static_cast<UINT16>(Count - 1);
+    return {0x43, 0x53, static_cast<UINT8>(Address), static_cast<UINT8>(Address >> 8), Flags,
+            static_cast<UINT8>(Length), static_cast<UINT8>(Length >> 8)};
+}
+}
+
+std::vector<UINT32> Words(const CorSpiPingRead_T& Request)
+{
+    return {Request.SyncWord, Request.Address, Request.Mode, Request.Word3, Request.Word4};
+}
+
+Bytes_T WritePacket(UINT16 Address, const Bytes_T& Payload, bool bBlock)
+{
+    return Join({Header(Address, bBlock ? 2 : 0, Payload.size()), Reply(Payload)});
+}
+
+Bytes_T ReadPacket(UINT16 Address, size_t Count, bool bBlock)
+{
+    return Join({Header(Address, bBlock ? 3 : 1, Count), Bytes_T(Count + 1, 0)});
+}
+
+Bytes_T Reply(const Bytes_T& Data)
+{
+    UINT8 Sum = 0;
+    for (UINT8 Byte : Data)
+        Sum = static_cast<UINT8>(Sum + Byte);
+    return Join({Data, {Sum}});
+}
+
+Bytes_T Join(const std::vector<Bytes_T>& Parts)
+{
+    Bytes_T All;
+    for (const Bytes_T& Part : Parts)
+        All.insert(All.end(), Part.begin(), Part.end());
+    return All;
+}
+
+std::string AssertionPattern(const std::string& Stem, const std::string& Condition)
+{
+    std::string Escaped;
+    for (char c : Condition)
+    {
+        if (strchr("\\.[]()*+?{}|^$", c))
+            Escaped += '\\';
+        Escaped += c;
+    }
+    return "Utilities/" + Stem + "[A-Za-z]*\\.cpp:[0-9]+: .*Assertion ." + Escaped + ". failed";
+}
