@@ -97,20 +97,13 @@ TEST_F(MessageReportTest, MessageFlagsDecideWhereTextGoes)
     }
 }
 
-TEST_F(MessageReportTest, ReportPrintsOneVerdictPerResult)
+// Failed, performed and unrecognised reports are compared whole end to end;
+// no command returns these two results.
+TEST_F(MessageReportTest, PassedAndOutOfRangeResults)
 {
-    const std::string text = "--\n./sonarbench x \n\nTest Output: \n100% done\n";
     const std::string command = "./sonarbench x ";
-    EXPECT_EQ(Captured([&] { controller->ReportResult(text, command, TEST_PASSED); }),
-              text + "Test Result: Test Passed.\n");
-    EXPECT_EQ(Captured([&] { controller->ReportResult(text, command, OPERATION_PERFORMED); }),
-              text + "Test Result: Operation Performed.\n");
-
-    const std::string failed = Captured([&] { controller->ReportResult(text, command, TEST_FAILED); });
-    EXPECT_EQ(failed.substr(0, text.size() + 4), text + "\n\n\n/");
-    EXPECT_NE(failed.find("Command:\t\t\t./sonarbench x \nPlatfrom: \t\t\tVarrow\n\n"), std::string::npos);
-    EXPECT_EQ(failed.substr(failed.size() - 62), "//////////////////////////////////\nTest Result: Tests Failed.\n");
-
+    EXPECT_EQ(Captured([&] { controller->ReportResult("out\n", command, TEST_PASSED); }),
+              "out\nTest Result: Test Passed.\n");
     // Out-of-range results use the text as a format, like unknown commands.
     EXPECT_EQ(Captured([&] { controller->ReportResult("100%% done\n", command, static_cast<TestResult_T>(7)); }),
               "100% done\nNO VALID RETURN VALUE\n");
@@ -118,17 +111,11 @@ TEST_F(MessageReportTest, ReportPrintsOneVerdictPerResult)
               "a\nNO VALID RETURN VALUE\n");
 }
 
-TEST_F(MessageReportTest, UnrecognisedRunShowsHelpWithoutVerdict)
+TEST_F(MessageReportTest, UnrecognisedRunWithoutCommandLineShowsBareHelp)
 {
-    const std::string withCommand = Captured([&] { controller->ReportResult("out\n", "./sonarbench x ", NOT_RECOGNIZED); });
-    EXPECT_EQ(withCommand.find("out\n\nTest App Build ID: \nTest App Version: 0.0\n\n\n"
-                               "ERROR: First Parameter not recognized: ./sonarbench x \n\nValid arguments"),
-              0u);
-    EXPECT_EQ(withCommand.find("Test Result:"), std::string::npos);
-
-    const std::string withoutCommand = Captured([&] { controller->ReportResult("", "", NOT_RECOGNIZED); });
-    EXPECT_EQ(withoutCommand.find("\nTest App Build ID: \nTest App Version: 0.0\n\n\n\n\nValid arguments are as follows:"),
-              0u);
+    const std::string help = Captured([&] { controller->ReportResult("", "", NOT_RECOGNIZED); });
+    EXPECT_EQ(help.find("\nTest App Build ID: \nTest App Version: 0.0\n\n\n\n\nValid arguments are as follows:"), 0u);
+    EXPECT_EQ(help.find("Test Result:"), std::string::npos);
 }
 
 TEST_F(MessageReportTest, HandleReturnFailsOnlyOnNonZeroCodes)
