@@ -354,8 +354,7 @@ bool COSSLinuxFile::Write(const Buffer_Bytes_T* Buffer)
     return true;
 }
 
-// The transports look at what the driver returned, so that is what is kept,
-// not errno.
+// A failure keeps what ioctl returned, not errno, deliberately.
 bool COSSLinuxFile::Ioctl(unsigned long request, int* argument)
 {
     if (m_FileDescriptor == -1)
@@ -399,8 +398,8 @@ bool COSSLinuxFile::ReadStream(int* Data, size_t count)
     return ScanArray<int, int>(m_pFile, Data, count, "%d ", m_ErrorCode);
 }
 
-// "%f" stores a float into the first four bytes of the zeroed double; the
-// stored value is that double, as the record readers have always had it.
+// "%f" stores a float into the first four bytes of the zeroed double, and
+// that double is what is stored; kept deliberately.
 bool COSSLinuxFile::ReadStream(double* Data)
 {
     return ScanValue<double, double>(m_pFile, Data, "%f", m_ErrorCode);
