@@ -7,53 +7,38 @@
 bool CFakeSpiDevice::Write(const Buffer_Bytes_T* Buffer)
 {
     m_Writes.emplace_back(Buffer->data(), Buffer->data() + Buffer->size());
-    if (m_FailingWrites.count(m_Writes.size() - 1))
-    {
-        m_ErrorCode = EIO;
-        return false;
-    }
-    m_ErrorCode = 0;
-    if (m_bPingReadMode)
+    m_ErrorCode = m_FailingWrites.count(m_Writes.size() - 1) ? EIO : 0;
+    if (m_ErrorCode == 0 && m_bPingReadMode)
         std::copy_n(m_Fifo.begin(), std::min(m_Fifo.size(), Buffer->size()), Buffer->data());
-    return true;
+    return m_ErrorCode == 0;
 }
 
 bool CFakeSpiDevice::Read(Buffer_Bytes_T* Buffer)
 {
     m_ReadSizes.push_back(Buffer->size());
+    m_ErrorCode = m_ReadError;
     if (m_ReadError != 0 || m_Replies.empty())
-    {
-        m_ErrorCode = m_ReadError;
         return false;
-    }
-    const Bytes_T Reply = m_Replies.front();
+    Buffer->size(std::min(m_Replies.front().size(), Buffer->size()));
+    std::copy_n(m_Replies.front().begin(), Buffer->size(), Buffer->data());
     m_Replies.pop_front();
-    const size_t Count = std::min(Reply.size(), Buffer->size());
-    std::copy_n(Reply.begin(), Count, Buffer->data());
-    Buffer->size(Count);
-    m_ErrorCode = 0;
     return true;
 }
 
 bool CFakeSpiDevice::Ioctl(unsigned long request, int* argument)
 {
-    Ioctl_T Call = {request, argument == nullptr, {}};
+    m_Ioctls.push_back({request, argument == nullptr, {}});
     if (request == c_CorSpiIoctlStartPingRead && argument)
-        memcpy(&Call.PingRead, argument, sizeof(Call.PingRead));
-    m_Ioctls.push_back(Call);
-    if (request == c_CorSpiIoctlStartPingRead)
-        m_bPingReadMode = true;
-    if (request == c_CorSpiIoctlEndPingRead)
-        m_bPingReadMode = false;
-    if (request == c_CorSpiIoctlWaitForInterrupt)
-        return m_bInterruptOccurs;
-    return true;
+        memcpy(&m_Ioctls.back().PingRead, argument, sizeof(CorSpiPingRead_T));
+    if (request == c_CorSpiIoctlStartPingRead || request == c_CorSpiIoctlEndPingRead)
+        m_bPingReadMode = request == c_CorSpiIoctlStartPingRead;
+    return request != c_CorSpiIoctlWaitForInterrupt || m_bInterruptOccurs;
 }
 
 int CFakeSpiDevice::Poll(short events, int timeout)
 {
     m_Polls.emplace_back(events, timeout);
-    return (m_Replies.empty() && m_ReadError == 0) ? 0 : 1;
+    return m_Replies.empty() && m_ReadError == 0 ? 0 : 1;
 }
 
 IOSSFile* CFakeSpiFactory::CreateFile(const char* Name, int flags, int mode)
@@ -75,19 +60,16 @@ TSQEventCode_T CFakeSpiFactory::SendEvent(int Level, int Code, const char* Origi
     return 0;
 }
 
-namespace
-{
-Bytes_T Header(UINT16 Address, UINT8 Flags, size_t Count)
-{
-    const UINT16 Length = static_cast<UINT16>(Count - 1);
-    return {0x43, 0x53, static_cast<UINT8>(Address), static_cast<UINT8>(Address >> 8), Flags,
-            static_cast<UINT8>(Length), static_cast<UINT8>(Length >> 8)};
-}
-}
-
 std::vector<UINT32> Words(const CorSpiPingRead_T& Request)
 {
     return {Request.SyncWord, Request.Address, Request.Mode, Request.Word3, Request.Word4};
+}
+
+// "CS", the address, the flags (bit 0 read, bit 1 block), the length - 1; little-endian.
+static Bytes_T Header(UINT16 Address, UINT8 Flags, size_t Count)
+{
+    const UINT16 Last = static_cast<UINT16>(Count - 1);
+    return {0x43, 0x53, UINT8(Address), UINT8(Address >> 8), Flags, UINT8(Last), UINT8(Last >> 8)};
 }
 
 Bytes_T WritePacket(UINT16 Address, const Bytes_T& Payload, bool bBlock)
@@ -120,10 +102,6 @@ std::string AssertionPattern(const std::string& Stem, const std::string& Conditi
 {
     std::string Escaped;
     for (char c : Condition)
-    {
-        if (strchr("\\.[]()*+?{}|^$", c))
-            Escaped += '\\';
-        Escaped += c;
-    }
+        Escaped += strchr("\\.[]()*+?{}|^$", c) ? std::string("\\") + c : std::string(1, c);
     return "Utilities/" + Stem + "[A-Za-z]*\\.cpp:[0-9]+: .*Assertion ." + Escaped + ". failed";
 }
