@@ -1,5 +1,7 @@
 #include "UnitProfile.h"
 
+#include "FpgaSetup.h"
+
 #include <fstream>
 #include <sstream>
 
@@ -95,6 +97,18 @@ bool CUnitProfile::ParseLine(const std::string& rawLine, const std::string& unit
             return false;
         }
         return LoadFile(unitsDir, name, error, depth + 1);
+    }
+
+    if (keyword == "fpga")
+    {
+        FpgaSetup_T setup;
+        if (!FpgaSetup_T::Parse(rest, setup, error))
+            return false;
+        for (auto it = m_Fpgas.begin(); it != m_Fpgas.end();)
+            it = it->first == setup.path ? m_Fpgas.erase(it) : it + 1;
+        const size_t start = rest.find_first_not_of(" \t");
+        m_Fpgas.emplace_back(setup.path, rest.substr(start));
+        return true;
     }
 
     std::string path, content;
@@ -198,4 +212,12 @@ std::vector<CUnitProfile::Entry_T> CUnitProfile::Resolved() const
             result.push_back(entry);
     }
     return result;
+}
+
+std::vector<std::string> CUnitProfile::Fpgas() const
+{
+    std::vector<std::string> lines;
+    for (const auto& fpga : m_Fpgas)
+        lines.push_back(fpga.second);
+    return lines;
 }

@@ -35,6 +35,10 @@ public:
 
     const std::string& Description() const { return m_Description; }
 
+    // The simulated FPGAs: "PATH MODEL [OPTION=VALUE...]", one per node; a
+    // later line for a node replaces an earlier one.
+    std::vector<std::string> Fpgas() const;
+
     // "\n", "\t", "\\", "\0" and "\xHH" become their bytes.
     static bool Unescape(const std::string& text, std::string& bytes);
     static bool ParseMode(const std::string& text, unsigned int& mode);
@@ -43,6 +47,7 @@ private:
     bool LoadFile(const std::string& unitsDir, const std::string& name, std::string& error, int depth);
 
     std::vector<Entry_T> m_Entries;
+    std::vector<std::pair<std::string, std::string>> m_Fpgas;  // node, line
     std::string m_Description;
 };
 

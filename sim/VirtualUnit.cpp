@@ -4,7 +4,9 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <cctype>
 #include <fstream>
+#include <iterator>
 #include <set>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -20,6 +22,23 @@ bool WriteBytes(const fs::path& path, const std::string& bytes)
     out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
     return static_cast<bool>(out);
 }
+}
+
+const char* const CVirtualUnit::c_FpgaConfig = "/vunit/fpga.conf";
+const char* const CVirtualUnit::c_FpgaTrace = "/vunit/fpga.trace";
+
+std::string CVirtualUnit::SanitizerRuntime(const std::string& program)
+{
+    std::ifstream in(program, std::ios::binary);
+    const std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    const std::string name = "libasan.so.";
+    const size_t at = bytes.find(name);
+    if (at == std::string::npos)
+        return std::string();
+    size_t end = at + name.size();
+    while (end < bytes.size() && isdigit(static_cast<unsigned char>(bytes[end])))
+        ++end;
+    return end > at + name.size() ? bytes.substr(at, end - at) : std::string();
 }
 
 CVirtualUnit::CVirtualUnit(const std::string& folder, bool removeOnExit)
@@ -89,6 +108,19 @@ bool CVirtualUnit::Build(const CUnitProfile& profile, std::string& error)
             return false;
         }
     }
+    const std::vector<std::string> fpgas = profile.Fpgas();
+    if (!fpgas.empty())
+    {
+        std::string lines;
+        for (const std::string& fpga : fpgas)
+            lines += fpga + "\n";
+        fs::create_directories(root / "vunit", ec);
+        if (ec || !WriteBytes(root / std::string(c_FpgaConfig).substr(1), lines))
+        {
+            error = "cannot write the FPGA description into the unit folder " + m_Folder;
+            return false;
+        }
+    }
     return true;
 }
 
@@ -135,6 +167,17 @@ std::vector<std::string> CVirtualUnit::SandboxCommand(const RunOptions_T& option
 
     for (const std::string& path : options.readOnlyBinds)
         cmd.insert(cmd.end(), {"--ro-bind", path, path});
+    if (!options.deviceShim.empty() && fs::exists(root / std::string(c_FpgaConfig).substr(1), ec))
+    {
+        // The program itself is started directly; only it is shimmed.
+        const std::string preload =
+            options.preloadFirst.empty() ? options.deviceShim : options.preloadFirst + ":" + options.deviceShim;
+        cmd.insert(cmd.end(), {"--ro-bind", fs::path(options.deviceShim).parent_path().string(),
+                               fs::path(options.deviceShim).parent_path().string(),
+                               "--setenv", "LD_PRELOAD", preload,
+                               "--setenv", "VUNIT_FPGA_CONFIG", c_FpgaConfig,
+                               "--setenv", "VUNIT_FPGA_TRACE", c_FpgaTrace});
+    }
     cmd.insert(cmd.end(), {"--unsetenv", "TMPDIR", "--chdir", options.workDir, "--"});
     cmd.insert(cmd.end(), options.argv.begin(), options.argv.end());
     return cmd;

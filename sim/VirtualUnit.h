@@ -19,6 +19,10 @@ public:
         std::vector<std::string> readOnlyBinds;  // host paths shown at the same path
         bool keepCapabilities = false;
         bool ownNetwork = false;
+        // The device shim puts the unit's simulated FPGAs behind its device
+        // nodes; preloadFirst (a sanitizer runtime) must precede it.
+        std::string deviceShim;
+        std::string preloadFirst;
     };
 
     // folder: where the unit is built; created if missing. When removeOnExit is
@@ -40,6 +44,13 @@ public:
 
     const std::string& Folder() const { return m_Folder; }
     std::string HostPath(const std::string& unitPath) const { return m_Folder + "/root" + unitPath; }
+
+    // Where the simulated FPGAs are described and traced, inside the unit.
+    static const char* const c_FpgaConfig;
+    static const char* const c_FpgaTrace;
+
+    // The AddressSanitizer runtime a program was linked with ("libasan.so.8"), or "".
+    static std::string SanitizerRuntime(const std::string& program);
 
     // A fresh folder under $TMPDIR (or /tmp) for a unit.
     static std::string MakeTempFolder();

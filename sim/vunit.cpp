@@ -18,6 +18,7 @@ namespace
 const char* const c_Usage =
     "usage: vunit [options] PROFILE [COMMAND [ARGUMENTS...]]\n"
     "       vunit [options] PROFILE --run PROGRAM [ARGUMENTS...]\n"
+    "       vunit [options] --describe PROFILE\n"
     "       vunit --list\n"
     "\n"
     "Builds a throw-away unit from sim/units/PROFILE.unit and runs\n"
@@ -35,7 +36,11 @@ const char* const c_Usage =
     "  --units DIR          the folder of the profiles\n"
     "  --ro PATH            show a host path read-only at the same path\n"
     "  --caps               keep root's capabilities inside the unit\n"
-    "  --net                give the unit a network namespace of its own\n";
+    "  --net                give the unit a network namespace of its own\n"
+    "  --fpga 'PATH MODEL [OPTION=VALUE...]'  a simulated FPGA behind PATH (replaces the profile's)\n"
+    "  --fault NAME         give every simulated FPGA of the unit this fault\n"
+    "  --no-shim            leave the device nodes as plain placeholder files\n"
+    "  --describe           print what the unit holds instead of running it\n";
 
 bool SplitAssignment(const std::string& text, std::string& path, std::string& value)
 {
@@ -71,6 +76,49 @@ int ListProfiles(const std::string& unitsDir)
     }
     return names.empty() ? 1 : 0;
 }
+
+std::string Printable(const std::string& bytes)
+{
+    std::string text;
+    for (const char c : bytes)
+    {
+        char escaped[8];
+        if (c == '\n')
+            text += "\\n";
+        else if (c == ' ')
+            text += "\\s";
+        else if (c >= 33 && c < 127 && c != '\\')
+            text += c;
+        else
+        {
+            snprintf(escaped, sizeof escaped, "\\x%02x", static_cast<unsigned char>(c));
+            text += escaped;
+        }
+        if (text.size() > 60)
+            return text + "... (" + std::to_string(bytes.size()) + " bytes)";
+    }
+    return text;
+}
+
+int Describe(const std::string& name, const CUnitProfile& profile)
+{
+    printf("%s: %s\n", name.c_str(), profile.Description().c_str());
+    for (const CUnitProfile::Entry_T& entry : profile.Resolved())
+    {
+        switch (entry.kind)
+        {
+        case CUnitProfile::ENTRY_FILE: printf("file   %s %s\n", entry.path.c_str(), Printable(entry.content).c_str()); break;
+        case CUnitProfile::ENTRY_EXEC: printf("exec   %s %s\n", entry.path.c_str(), Printable(entry.content).c_str()); break;
+        case CUnitProfile::ENTRY_DIR: printf("dir    %s\n", entry.path.c_str()); break;
+        case CUnitProfile::ENTRY_DEVICE: printf("device %s\n", entry.path.c_str()); break;
+        case CUnitProfile::ENTRY_MODE: printf("mode   %s %03o\n", entry.path.c_str(), entry.mode); break;
+        case CUnitProfile::ENTRY_REMOVE: break;
+        }
+    }
+    for (const std::string& fpga : profile.Fpgas())
+        printf("fpga   %s\n", fpga.c_str());
+    return 0;
+}
 }
 
 int main(int argc, char* argv[])
@@ -80,6 +128,8 @@ int main(int argc, char* argv[])
     std::string unitDir;
     CVirtualUnit::RunOptions_T options;
     std::vector<std::string> amendments;  // applied after the profile, in order
+    std::vector<std::string> faults;
+    bool shim = true, describe = false;
 
     int i = 1;
     for (; i < argc && strncmp(argv[i], "--", 2) == 0; ++i)
@@ -95,6 +145,10 @@ int main(int argc, char* argv[])
         }
         if (option == "--caps")
             options.keepCapabilities = true;
+        else if (option == "--no-shim")
+            shim = false;
+        else if (option == "--describe")
+            describe = true;
         else if (option == "--net")
             options.ownNetwork = true;
         else if (!hasValue)
@@ -105,6 +159,10 @@ int main(int argc, char* argv[])
         else if (option == "--file" || option == "--exec" || option == "--dir" || option == "--device" ||
                  option == "--remove" || option == "--mode")
             amendments.push_back(option.substr(2) + " " + argv[++i]);
+        else if (option == "--fpga")
+            amendments.push_back(std::string("fpga ") + argv[++i]);
+        else if (option == "--fault")
+            faults.push_back(argv[++i]);
         else if (option == "--unit-dir")
             unitDir = argv[++i];
         else if (option == "--sonarbench")
@@ -127,6 +185,7 @@ int main(int argc, char* argv[])
 
     CUnitProfile profile;
     std::string error;
+    const std::string profileName = argv[i];
     if (!profile.Load(unitsDir, argv[i++], error))
     {
         fprintf(stderr, "vunit: %s\n", error.c_str());
@@ -138,7 +197,7 @@ int main(int argc, char* argv[])
         std::string keyword = amendment.substr(0, amendment.find(' '));
         std::string rest = amendment.substr(keyword.size() + 1), path, value;
         std::string line = keyword + " " + rest;
-        if (SplitAssignment(rest, path, value))
+        if (keyword != "fpga" && SplitAssignment(rest, path, value))
             line = keyword + " " + path + " " + value;
         if (!profile.ParseLine(line, unitsDir, error))
         {
@@ -147,6 +206,17 @@ int main(int argc, char* argv[])
         }
     }
 
+    for (const std::string& fault : faults)
+        for (const std::string& fpga : profile.Fpgas())
+            if (!profile.ParseLine("fpga " + fpga + " fault=" + fault, unitsDir, error))
+            {
+                fprintf(stderr, "vunit: --fault: %s\n", error.c_str());
+                return 2;
+            }
+    if (describe)
+        return Describe(profileName, profile);
+
+    std::string started;  // the program's host path, when known
     if (i < argc && strcmp(argv[i], "--run") == 0)
     {
         if (++i >= argc)
@@ -159,6 +229,7 @@ int main(int argc, char* argv[])
         {
             program = Absolute(program);
             options.readOnlyBinds.push_back(fs::path(program).parent_path().string());
+            started = program;
         }
         options.argv.push_back(program);
     }
@@ -169,8 +240,15 @@ int main(int argc, char* argv[])
         options.readOnlyBinds.push_back(binary.parent_path().string());
         options.workDir = binary.parent_path().string();
         options.argv.push_back("./" + binary.filename().string());
+        started = sonarbench;
     }
     options.argv.insert(options.argv.end(), argv + i, argv + argc);
+    if (shim && !profile.Fpgas().empty())
+    {
+        options.deviceShim = VUNIT_SHIM;
+        // A sanitized program needs its sanitizer runtime first in the preload list.
+        options.preloadFirst = started.empty() ? std::string() : CVirtualUnit::SanitizerRuntime(started);
+    }
 
     const bool keep = !unitDir.empty();
     if (!keep)

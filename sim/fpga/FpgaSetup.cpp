@@ -1,0 +1,99 @@
+#include "FpgaSetup.h"
+
+#include <cstdlib>
+#include <sstream>
+
+const char* const FpgaSetup_T::c_Models[] = {"cor", "lumet", "lowscan-uart", "lowscan-spi", nullptr};
+const char* const FpgaSetup_T::c_Faults[] = {"no-reply", "bad-checksum", "fifo-status", "short-ping",
+                                            "no-interrupt", "version0", nullptr};
+
+namespace
+{
+bool Listed(const char* const* names, const std::string& word)
+{
+    for (; *names; ++names)
+        if (word == *names)
+            return true;
+    return false;
+}
+
+bool Number(const std::string& text, unsigned int& value)
+{
+    if (text.empty())
+        return false;
+    char* end = nullptr;
+    const unsigned long n = strtoul(text.c_str(), &end, 0);
+    if (*end != '\0' || n > 0xFFFFFFFFul)
+        return false;
+    value = static_cast<unsigned int>(n);
+    return true;
+}
+}
+
+bool FpgaSetup_T::Parse(const std::string& text, FpgaSetup_T& setup, std::string& error)
+{
+    std::istringstream words(text);
+    setup = FpgaSetup_T();
+    if (!(words >> setup.path >> setup.model) || setup.path[0] != '/')
+    {
+        error = "'fpga' needs a device path and a model";
+        return false;
+    }
+    if (!Listed(c_Models, setup.model))
+    {
+        error = "unknown FPGA model '" + setup.model + "'";
+        return false;
+    }
+    std::string option;
+    while (words >> option)
+    {
+        const size_t eq = option.find('=');
+        const std::string key = option.substr(0, eq);
+        const std::string value = eq == std::string::npos ? std::string() : option.substr(eq + 1);
+        bool ok = eq != std::string::npos;
+        if (!ok)
+            ;
+        else if (key == "seed")
+            ok = Number(value, setup.seed);
+        else if (key == "depth")
+            ok = Number(value, setup.depth) && setup.depth <= 1000;
+        else if (key == "channel")
+            ok = Number(value, setup.channel) && setup.channel <= 1;
+        else if (key == "transducer")
+            ok = Number(value, setup.transducer) && setup.transducer <= 0xFF;
+        else if (key == "speed")
+            ok = Number(value, setup.speed) && setup.speed <= 0xFFFF;
+        else if (key == "adc")
+        {
+            std::istringstream parts(value);
+            std::string part;
+            for (int i = 0; i < 3 && ok; ++i)
+                ok = std::getline(parts, part, ',') && Number(part, setup.adc[i]) && setup.adc[i] <= 0xFFFFFF;
+        }
+        else if (key == "flash")
+        {
+            unsigned int major = 0, minor = 0;
+            const size_t dot = value.find('.');
+            ok = dot != std::string::npos && Number(value.substr(0, dot), major) &&
+                 Number(value.substr(dot + 1), minor) && major <= 255 && minor <= 255;
+            setup.flashMajor = static_cast<int>(major);
+            setup.flashMinor = static_cast<int>(minor);
+        }
+        else if (key == "follow")
+            ok = !value.empty() && value[0] == '/';
+        else if (key == "fault")
+            ok = Listed(c_Faults, value);
+        else
+            ok = false;
+        if (!ok)
+        {
+            error = "bad FPGA option '" + option + "' for " + setup.path;
+            return false;
+        }
+        if (key == "follow")
+            setup.follow = value;
+        if (key == "fault")
+            setup.faults.insert(value);
+    }
+    return true;
+}

@@ -1,0 +1,23 @@
+#ifndef LOWSCANUARTMODEL_H
+#define LOWSCANUARTMODEL_H
+
+#include "LowscanModel.h"
+
+// One channel port of the Lowscan FPGA on a serial line: 8-byte register
+// frames in, the version answer and ping return packets out.
+class CLowscanUartModel : public CLowscanModel
+{
+public:
+    static const size_t c_VersionReply = 1024;
+
+    CLowscanUartModel(const FpgaSetup_T& setup, CFpgaTrace& trace) : CLowscanModel(setup, trace) {}
+
+    long Write(uint8_t* data, size_t count) override;
+
+private:
+    void Frame(const uint8_t* frame);
+
+    std::vector<uint8_t> m_Input;
+};
+
+#endif
