@@ -2,6 +2,7 @@
 #include "Database/DatabaseLumetPingMetaData.h"
 #include "Database/DatabasePingMetaData.h"
 #include "PingMetaDataTestSupport.h"
+#include "../ChildHolder.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -102,14 +103,14 @@ TEST_F(PingMetaDataTest, FileLockedByAnotherProcessIsNotWritten)
         SCOPED_TRACE(Kind.Name);
         WriteText(PathOf(0), "being written elsewhere\n");
         {
-            CLockingProcess Holder(PathOf(0), true);
-            ASSERT_TRUE(Holder.m_Locked);
+            CChildHolder Holder(PathOf(0), O_WRONLY);
+            ASSERT_EQ(0, Holder.m_OpenError);
             EXPECT_EQ(-140, Kind.pMake(&m_Factory, true).OnWrite);
             EXPECT_EQ("being written elsewhere\n", ReadText(PathOf(0)));
         }
         // Once written, the record lets go of the file.
         EXPECT_EQ(0, Kind.pMake(&m_Factory, true).OnWrite);
-        EXPECT_TRUE(CLockingProcess(PathOf(0), false).m_Locked);
+        EXPECT_EQ(0, CChildHolder(PathOf(0), O_WRONLY).m_OpenError);
     }
 }
 
