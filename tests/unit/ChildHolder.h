@@ -16,11 +16,9 @@ struct CChildHolder
     CChildHolder(const std::string& Path, int Flags)
     {
         int Report[2], Hold[2];
-        EXPECT_EQ(0, pipe(Report));
-        EXPECT_EQ(0, pipe(Hold));
+        EXPECT_EQ(0, pipe(Report) | pipe(Hold));
         fflush(stdout);
-        m_Pid = fork();
-        if (m_Pid == 0)
+        if ((m_Pid = fork()) == 0)
         {
             close(Hold[1]);
             COSSLinuxFile File(Path.c_str(), Flags, 0644);

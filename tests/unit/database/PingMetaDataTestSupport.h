@@ -8,11 +8,9 @@
 #include <cstdlib>
 #include <fcntl.h>
 #include <fstream>
-#include <sstream>
+#include <iterator>
 #include <string>
 #include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
 #include <vector>
 
 // A fresh database root under /tmp for each test, as NONPERSISTED_DATABASE_ROOT.
@@ -26,7 +24,6 @@ protected:
         m_Root = std::string(Pattern) + "/";
         ASSERT_EQ(0, setenv("NONPERSISTED_DATABASE_ROOT", m_Root.c_str(), 1));
     }
-
     std::string PathOf(int Index) const { return m_Root + "PingMetaData" + std::to_string(Index) + ".txt"; }
 
     COSSLinuxFactory m_Factory;
@@ -35,9 +32,8 @@ protected:
 
 inline std::string ReadText(const std::string& Path)
 {
-    std::ostringstream Text;
-    Text << std::ifstream(Path, std::ios::binary).rdbuf();
-    return Text.str();
+    std::ifstream In(Path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(In), {}};
 }
 
 // Each line followed by a line feed.

@@ -2,24 +2,11 @@
 #include "OssTestSupport.h"
 #include "../ChildHolder.h"
 
-#include <cerrno>
-#include <fcntl.h>
-#include <poll.h>
-#include <sys/ioctl.h>
-#include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 TEST(OSSLinuxFileTest, WriteOnlyOpenLocksTheFileAgainstOtherProcesses)
 {
     const std::string Path = MakeTempDir() + "/locked.txt";
     WriteTextFile(Path, "content\n");
-    const struct
-    {
-        int HolderFlags;
-        int OpenFlags;
-        bool Conflict;
-    } Cases[] = {
+    const struct { int HolderFlags, OpenFlags; bool Conflict; } Cases[] = {
         {O_WRONLY, O_WRONLY, true}, {O_WRONLY | O_NONBLOCK, O_RDONLY, true}, {O_WRONLY, O_RDWR, true},
         {O_RDWR, O_WRONLY, false},  {O_RDONLY, O_WRONLY, false},
     };
@@ -40,50 +27,36 @@ TEST(OSSLinuxFileTest, WriteOnlyOpenLocksTheFileAgainstOtherProcesses)
                                       std::to_string(Holder.m_Pid) + " for " + std::to_string(F_WRLCK) + "\n"
                                 : "",
                   Printed);
-
         Holder.Release();
-        COSSLinuxFile After(Path.c_str(), O_WRONLY, 0);
-        EXPECT_EQ(0, After.GetErrorCode());
+        EXPECT_EQ(0, COSSLinuxFile(Path.c_str(), O_WRONLY, 0).GetErrorCode());
     }
 }
 
-TEST(OSSLinuxFileTest, PathOfTwoHundredFiftyFiveCharactersOpens)
+TEST(OSSLinuxFileDeathTest, PathsUpTo255CharactersOpenLongerEndTheProgramAndFailedOpensLinger)
 {
     const std::string Dir = MakeTempDir() + "/" + std::string(120, 'd');
     ASSERT_EQ(0, mkdir(Dir.c_str(), 0755));
     const std::string Path = Dir + "/" + std::string(255 - Dir.size() - 1, 'f');
     COSSLinuxFile File(Path.c_str(), O_WRONLY | O_CREAT, 0644);
-    EXPECT_EQ(0, File.GetErrorCode());
     EXPECT_TRUE(File.WriteStream("x"));
     EXPECT_EQ("x", ReadTextFile(Path));
-}
+    EXPECT_DEATH(COSSLinuxFile((Path + "f").c_str(), O_RDONLY, 0),
+                 "Utilities/OSSLinuxFile.cpp:[0-9]+: .*Assertion "
+                 ".\\(m_FileName\\[sizeof\\(m_FileName\\) - 1\\] == 0\\) && \"File name is too long!\". failed");
 
-TEST(OSSLinuxFileDeathTest, ProgrammingFaultsEndTheProgram)
-{
-    const std::string LongPath = "/tmp/" + std::string(251, 'f');
-    EXPECT_DEATH(COSSLinuxFile(LongPath.c_str(), O_RDONLY, 0),
-                 "Utilities/OSSLinuxFile.cpp:[0-9]+: .*Assertion .\\(m_FileName\\[sizeof\\(m_FileName\\) - 1\\] == 0\\) "
-                 "&& \"File name is too long!\". failed");
-
-    COSSLinuxFile Missing("/tmp/no-such-file", O_RDONLY, 0);
-    int Value = 0;
-    EXPECT_DEATH(Missing.ReadStream(&Value), "Assertion .pFile. failed");
-    PollMembers_T Members = {{0, POLLIN}, {-1, POLLIN}};
-    EXPECT_DEATH(Missing.MultiPoll(&Members, 0), "Assertion .\\(fd != -1\\) && \"bad FileDescriptor specified\". failed");
-}
-
-TEST(OSSLinuxFileTest, FileThatDidNotOpenKeepsItsOpenError)
-{
-    COSSLinuxFile File("/tmp/no-such-dir/file", O_RDONLY, 0);
-    EXPECT_EQ(ENOENT, File.GetErrorCode());
-    EXPECT_EQ(-1, File.GetFileDescriptor());
+    // A file that did not open keeps its open error.
+    COSSLinuxFile Missing("/tmp/no-such-dir/file", O_RDONLY, 0);
+    EXPECT_EQ(-1, Missing.GetFileDescriptor());
     int Argument = 0;
-    EXPECT_FALSE(File.Ioctl(FIONREAD, &Argument));
-    EXPECT_EQ(0, File.Poll(POLLIN, 0));
-    EXPECT_FALSE(File.WriteStream("text"));
-    EXPECT_EQ(ENOENT, File.GetErrorCode());
-    // With no stream the old error is not cleared, so Close reports it.
-    EXPECT_FALSE(File.Close());
+    EXPECT_FALSE(Missing.Ioctl(FIONREAD, &Argument));
+    EXPECT_EQ(0, Missing.Poll(POLLIN, 0));
+    EXPECT_FALSE(Missing.WriteStream("text"));
+    EXPECT_EQ(ENOENT, Missing.GetErrorCode());
+    EXPECT_FALSE(Missing.Close());  // no stream, so the old error is never cleared
+    EXPECT_DEATH(Missing.ReadStream(&Argument), "Assertion .pFile. failed");
+    PollMembers_T Members = {{0, POLLIN}, {-1, POLLIN}};
+    EXPECT_DEATH(Missing.MultiPoll(&Members, 0),
+                 "Assertion .\\(fd != -1\\) && \"bad FileDescriptor specified\". failed");
 }
 
 TEST(OSSLinuxFileTest, ReadWriteOpenGetsAStreamForReadingOnly)
@@ -92,10 +65,16 @@ TEST(OSSLinuxFileTest, ReadWriteOpenGetsAStreamForReadingOnly)
     WriteTextFile(Path, "12\n");
     COSSLinuxFile File(Path.c_str(), O_RDWR, 0);
     int Value = 0;
+    EXPECT_TRUE(File.Ioctl(FIONREAD, &Value));
+    EXPECT_EQ(3, Value);
     EXPECT_TRUE(File.ReadStream(&Value));
     EXPECT_EQ(12, Value);
     EXPECT_FALSE(File.WriteStream("34\n"));
     EXPECT_EQ(EBADF, File.GetErrorCode());
+    // A failed ioctl keeps its return value, not errno.
+    struct winsize Size;
+    EXPECT_FALSE(File.Ioctl(TIOCGWINSZ, reinterpret_cast<int*>(&Size)));
+    EXPECT_EQ(-1, File.GetErrorCode());
 
     // The raw descriptor does write; Close starts from a clean error code.
     UINT8 Bytes[] = {'5', '6'};
@@ -106,25 +85,9 @@ TEST(OSSLinuxFileTest, ReadWriteOpenGetsAStreamForReadingOnly)
     EXPECT_EQ("12\n56", ReadTextFile(Path));
 }
 
-TEST(OSSLinuxFileTest, IoctlFailureKeepsTheReturnValueNotErrno)
-{
-    const std::string Path = MakeTempDir() + "/plain.txt";
-    WriteTextFile(Path, "abc");
-    COSSLinuxFile File(Path.c_str(), O_RDONLY, 0);
-    int Count = 0;
-    EXPECT_TRUE(File.Ioctl(FIONREAD, &Count));
-    EXPECT_EQ(3, Count);
-    struct winsize Size;
-    EXPECT_FALSE(File.Ioctl(TIOCGWINSZ, reinterpret_cast<int*>(&Size)));
-    EXPECT_EQ(-1, File.GetErrorCode());
-}
-
 TEST(OSSLinuxFileTest, ErrnoNamesMatchTheCLibraryAndKeepEDEADLK)
 {
-    const auto& Names = COSSLinuxFile::s_ErrnoNames;
-    EXPECT_EQ(129u, Names.size());  // 130 pairs; EDEADLOCK shares 35
-    EXPECT_STREQ("EPERM", Names.begin()->second);
-    EXPECT_STREQ("ENOTRECOVERABLE", Names.rbegin()->second);
-    for (const auto& Entry : Names)
+    EXPECT_EQ(129u, COSSLinuxFile::s_ErrnoNames.size());  // 130 pairs; EDEADLOCK shares 35
+    for (const auto& Entry : COSSLinuxFile::s_ErrnoNames)
         EXPECT_STREQ(strerrorname_np(Entry.first), Entry.second) << Entry.first;
 }

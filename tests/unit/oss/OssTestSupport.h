@@ -3,34 +3,39 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
 #include <fstream>
-#include <sstream>
+#include <iterator>
+#include <memory>
+#include <poll.h>
 #include <string>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <vector>
 
 // A fresh folder under /tmp for one test.
 inline std::string MakeTempDir()
 {
     char Pattern[] = "/tmp/ossXXXXXX";
-    const char* pDir = mkdtemp(Pattern);
-    EXPECT_NE(nullptr, pDir);
-    return pDir ? pDir : "";
+    EXPECT_NE(nullptr, mkdtemp(Pattern));
+    return Pattern;
 }
 
 inline void WriteTextFile(const std::string& Path, const std::string& Text)
 {
-    std::ofstream Out(Path, std::ios::binary | std::ios::trunc);
-    Out << Text;
-    ASSERT_TRUE(Out.good()) << Path;
+    EXPECT_TRUE((std::ofstream(Path, std::ios::binary | std::ios::trunc) << Text).good()) << Path;
 }
 
 inline std::string ReadTextFile(const std::string& Path)
 {
     std::ifstream In(Path, std::ios::binary);
-    std::ostringstream Text;
-    Text << In.rdbuf();
-    return Text.str();
+    return {std::istreambuf_iterator<char>(In), {}};
 }
 
 // What the code under test printed with printf while Action ran.
