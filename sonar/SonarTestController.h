@@ -1,11 +1,16 @@
 #ifndef SONARTESTCONTROLLER_H
 #define SONARTESTCONTROLLER_H
 
+#include "CorFpgaTypes.h"
 #include "TestControllerBase.h"
 
+#include <QList>
 #include <QString>
 
 #include <string>
+
+class CFPGAIF;
+class CPingMetaData;
 
 // The one object of a sonarbench run: writes the product environment the FPGA
 // layer reads, switches the sonar on and holds the test procedures.
@@ -21,6 +26,32 @@ public:
     int BatteryVoltage(std::string& output);
     int LCDTemperature(std::string& output);
     int SensePin(std::string& output);
+
+    // Firmware
+    int ReadSonarVersionEnsureValid(std::string& output, CFPGAIF* pFpga, unsigned char channel);
+    int LoadFPGABinary(std::string& output, bool checkVersion);
+
+    // Water temperature and speed
+    int WaterTemperature(std::string& output);
+    int GetWaterSpeed(std::string& output, int duration);
+
+    // Ping tests and their sample blocks
+    static unsigned char GetAppropriateAnalogueGainLevel(QString word);
+    int Ping(std::string* output, double startFrequency, double endFrequency, unsigned int depth, unsigned int period,
+             unsigned int channel, QString gain);
+    int Ping(std::string* output, CPingMetaData& meta);
+    int LumetPing(std::string* output, QString frequency);
+    int xKPing(std::string* output, QString fileName, unsigned char channel, int incrementBy);
+    int OutputAsString(float* samples, int count);
+    int OutputAsStringShort(unsigned short* samples, int count, int incrementBy);
+
+    // Table files
+    int GetValue(QString fileName, QString startKey, QString endKey);
+    int GetSize(QString text, QString headerKey);
+    QList<QString> GetPairs(QString text, QString headerKey, QString endKey);
+    int LoadTables(std::vector<ChirpTableEntry_T>& chirp, std::vector<TVGTableEntry_T>& tvg,
+                   std::vector<CorrelationFilterCoefficientSet_T>& correlation, std::string* output,
+                   QString fileName);
 
     void HandleReturn(int code, TestResult_T& result);
 

@@ -74,7 +74,8 @@ TEST_F(OSSLinuxFactoryTest, ShellChoresRunTheirCommandIgnoreItsStatusAndMayRunIn
     EXPECT_EQ("", ReadTextFile(m_Log));
 
     WriteTextFile(Gate, "");
-    for (int i = 0; i < 200 && ReadTextFile(m_Log).empty(); ++i)
+    // The stand-in writes its line in pieces: wait for the whole line.
+    for (int i = 0; i < 200 && ReadTextFile(m_Log).find('\n') == std::string::npos; ++i)
         usleep(25000);
     EXPECT_EQ("cp [-f] [/no/a] [/no/b]\n", ReadTextFile(m_Log));
 }
