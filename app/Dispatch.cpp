@@ -27,8 +27,8 @@ bool IsGainWord(const QString& word)
 }
 }
 
-// Rows whose handlers are not part of this build check their arguments and
-// then leave the run unrecognised, so the station sees the help.
+// One run, one command: the rows are independent tests in the station's
+// order, and no word matches two of them.
 int DispatchCommand(CSonarTestController& controller, int argc, char* argv[], std::string& output)
 {
     const QString command = argc > 1 ? QString::fromLatin1(argv[1]) : QString();
@@ -48,12 +48,23 @@ int DispatchCommand(CSonarTestController& controller, int argc, char* argv[], st
                                true);
             result = TEST_FAILED;
         }
+        else
+            result = controller.LumetPing(&output, QString::fromLatin1(argv[2]));
     }
 
-    if (command == "xkping" && argc != 5)
+    if (command == "xkping")
     {
-        AppendParameterCountError(controller, output);
-        result = TEST_FAILED;
+        if (argc != 5)
+        {
+            AppendParameterCountError(controller, output);
+            result = TEST_FAILED;
+        }
+        else
+        {
+            const unsigned char channel = static_cast<unsigned char>(TestControllerBase::CharToUnsignedInt(argv[3]));
+            const int incrementBy = static_cast<int>(TestControllerBase::CharToUnsignedInt(argv[4]));
+            result = controller.xKPing(&output, QString::fromLatin1(argv[2]), channel, incrementBy);
+        }
     }
 
     if (command == "ping")
@@ -63,11 +74,25 @@ int DispatchCommand(CSonarTestController& controller, int argc, char* argv[], st
             AppendParameterCountError(controller, output);
             result = TEST_FAILED;
         }
-        else if (!IsGainWord(QString::fromLatin1(argv[7])))
+        else
         {
-            printf("%s is not a valid Analogue Gain level.\n", argv[7]);
-            fflush(stdout);
-            result = TEST_FAILED;
+            const double start = TestControllerBase::CharToUnsignedInt(argv[2]);
+            const double end = TestControllerBase::CharToUnsignedInt(argv[3]);
+            const unsigned int depth = TestControllerBase::CharToUnsignedInt(argv[4]);
+            const unsigned int period = TestControllerBase::CharToUnsignedInt(argv[5]);
+            const unsigned int channel = TestControllerBase::CharToUnsignedInt(argv[6]);
+            const QString gain = QString::fromLatin1(argv[7]);
+            if (!IsGainWord(gain))
+            {
+                printf("%s is not a valid Analogue Gain level.\n", argv[7]);
+                fflush(stdout);
+                result = TEST_FAILED;
+            }
+            else
+            {
+                controller.Message(std::string("3\n"), nullptr, true, false);
+                result = controller.Ping(&output, start, end, depth, period, channel, gain);
+            }
         }
     }
 
@@ -77,10 +102,21 @@ int DispatchCommand(CSonarTestController& controller, int argc, char* argv[], st
     if (command == "lcdtemperature")
         result = controller.LCDTemperature(output);
 
-    if (command == "speed" && argc != 3)
+    if (command == "watertemperature")
+        result = controller.WaterTemperature(output);
+
+    if (command == "loadfpgabinary")
+        result = controller.LoadFPGABinary(output, true);
+
+    if (command == "speed")
     {
-        // Deliberately leaves the result unrecognised: the station then shows the help.
-        AppendParameterCountError(controller, output);
+        if (argc != 3)
+        {
+            // Deliberately leaves the result unrecognised: the station then shows the help.
+            AppendParameterCountError(controller, output);
+        }
+        else
+            result = controller.GetWaterSpeed(output, static_cast<int>(TestControllerBase::CharToUnsignedInt(argv[2])));
     }
 
     if (command == "sensepin")

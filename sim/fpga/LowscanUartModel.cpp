@@ -72,4 +72,20 @@ void CLowscanUartModel::Frame(const uint8_t* frame)
     }
     Trace(text);
     Reply(packet.data(), packet.size());
+    for (CLowscanUartModel* port : m_Ports)
+        RelayPing(*port);
+}
+
+void CLowscanUartModel::RelayPing(CLowscanUartModel& port)
+{
+    const unsigned int channel = port.m_Setup.channel;
+    // Pulse B carries the period in its upper half: a channel without one stays silent.
+    if ((Register(channel == 1 ? 26 : 18) >> 16) == 0)
+        return;
+    const unsigned int samples = ProgrammedSamples(channel);
+    std::vector<uint8_t> packet = PingPacket(channel, samples, m_Pings);
+    std::lock_guard<std::mutex> lock(port.Mutex());
+    port.Trace("ping channel " + std::to_string(channel) + " (fired on " + m_Setup.Name() + "): " +
+               std::to_string(samples) + " samples, packet " + std::to_string(packet.size()) + " bytes");
+    port.Reply(packet.data(), packet.size());
 }

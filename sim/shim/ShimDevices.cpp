@@ -1,5 +1,6 @@
 #include "ShimDevices.h"
 
+#include "LowscanUartModel.h"
 #include "RealCalls.h"
 
 #include <cerrno>
@@ -41,6 +42,13 @@ CShimDevices::CShimDevices()
         node->model = CFpgaModel::Create(node->setup, *m_Trace);
         m_Nodes.push_back(std::move(node));
     }
+    // The second serial port of a Lowscan FPGA answers for the one it follows.
+    for (auto& port : m_Nodes)
+        for (auto& leader : m_Nodes)
+            if (port->setup.model == "lowscan-uart" && leader->setup.model == "lowscan-uart" &&
+                port->setup.follow == leader->setup.path)
+                static_cast<CLowscanUartModel*>(leader->model.get())
+                    ->AddPort(static_cast<CLowscanUartModel*>(port->model.get()));
 }
 
 int CShimDevices::Open(const char* path, int flags)
@@ -168,18 +176,25 @@ void CShimDevices::Serve(Node_T* node, int master)
     uint8_t buffer[4096];
     for (;;)
     {
+        // Woken now and then for what another port's ping left to send.
         struct pollfd entry = {master, POLLIN, 0};
-        if (RealPoll(&entry, 1, -1) < 0 && errno != EINTR)
+        const int ready = RealPoll(&entry, 1, 20);
+        if (ready < 0 && errno != EINTR)
             break;
         if (entry.revents & (POLLHUP | POLLERR))
             break;
-        const ssize_t n = RealRead(master, buffer, sizeof buffer);
-        if (n <= 0)
-            break;
+        ssize_t n = 0;
+        if (entry.revents & POLLIN)
+        {
+            n = RealRead(master, buffer, sizeof buffer);
+            if (n <= 0)
+                break;
+        }
         std::string reply;
         {
             std::lock_guard<std::mutex> lock(node->model->Mutex());
-            node->model->Write(buffer, static_cast<size_t>(n));
+            if (n > 0)
+                node->model->Write(buffer, static_cast<size_t>(n));
             uint8_t out[4096];
             long got;
             while ((got = node->model->Read(out, sizeof out)) > 0)

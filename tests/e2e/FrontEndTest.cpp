@@ -18,20 +18,12 @@ struct Case_T
 
 std::string Line(const std::vector<std::string>& args)
 {
-    std::string line = "./sonarbench ";
-    for (const std::string& arg : args)
-        line += arg + " ";
-    return line;
+    return CommandLine(args);
 }
 
-std::string Performed(const std::vector<std::string>& args, const std::string& text)
+std::string Failed(const std::vector<std::string>& args, const std::string& text)
 {
-    return ReportHeader(Line(args)) + text + "Test Result: Operation Performed.\n";
-}
-
-std::string Failed(const std::vector<std::string>& args, const std::string& text, const std::string& platform = c_Varrow)
-{
-    return ReportHeader(Line(args)) + text + UnitDataBlock(Line(args), platform) + "Test Result: Tests Failed.\n";
+    return ::Failed(args, text, c_Varrow);
 }
 
 std::string Unrecognised(const std::vector<std::string>& args, const std::string& text = "")

@@ -43,7 +43,7 @@ void Drain(int outFd, int errFd, std::string& out, std::string& err)
 }
 }
 
-RunResult_T RunOnUnit(const UnitRun_T& run)
+RunResult_T RunOnUnit(const UnitRun_T& run, const std::vector<std::string>& extraEnv)
 {
     std::vector<std::string> cmd = {VUNIT_BINARY};
     if (!run.unitDir.empty())
@@ -57,6 +57,7 @@ RunResult_T RunOnUnit(const UnitRun_T& run)
     for (const char* name : {"ASAN_OPTIONS", "UBSAN_OPTIONS", "LSAN_OPTIONS", "TMPDIR"})
         if (const char* value = getenv(name))
             env.push_back(std::string(name) + "=" + value);
+    env.insert(env.end(), extraEnv.begin(), extraEnv.end());
 
     std::vector<char*> argv, envp;
     for (std::string& arg : cmd)
@@ -123,6 +124,30 @@ std::string ReadHostFile(const std::string& path, bool* exists)
 std::string ReportHeader(const std::string& commandLine)
 {
     return "---------------------------------------------------\n" + commandLine + "\n\nTest Output: \n";
+}
+
+std::string CommandLine(const std::vector<std::string>& args)
+{
+    std::string line = "./sonarbench ";
+    for (const std::string& arg : args)
+        line += arg + " ";
+    return line;
+}
+
+std::string Passed(const std::vector<std::string>& args, const std::string& text)
+{
+    return ReportHeader(CommandLine(args)) + text + "Test Result: Test Passed.\n";
+}
+
+std::string Performed(const std::vector<std::string>& args, const std::string& text)
+{
+    return ReportHeader(CommandLine(args)) + text + "Test Result: Operation Performed.\n";
+}
+
+std::string Failed(const std::vector<std::string>& args, const std::string& text, const std::string& platform)
+{
+    return ReportHeader(CommandLine(args)) + text + UnitDataBlock(CommandLine(args), platform) +
+           "Test Result: Tests Failed.\n";
 }
 
 std::string UnitDataBlock(const std::string& commandLine, const std::string& platform)

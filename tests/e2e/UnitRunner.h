@@ -21,7 +21,8 @@ struct UnitRun_T
     std::string unitDir;                   // kept unit folder for inspecting files, or empty
 };
 
-RunResult_T RunOnUnit(const UnitRun_T& run);
+// extraEnv: "NAME=VALUE" the board's environment holds besides PATH and LANG.
+RunResult_T RunOnUnit(const UnitRun_T& run, const std::vector<std::string>& extraEnv = {});
 
 // A fresh folder for a kept unit, removed by the caller with RemoveTree.
 std::string MakeUnitDir();
@@ -34,6 +35,12 @@ std::string UnitDataBlock(const std::string& commandLine, const std::string& pla
 
 // "---...\n<command line>\n\nTest Output: \n"
 std::string ReportHeader(const std::string& commandLine);
+
+// "./sonarbench ARG1 ARG2 " as the report shows it, and whole reports of it.
+std::string CommandLine(const std::vector<std::string>& args);
+std::string Passed(const std::vector<std::string>& args, const std::string& text);
+std::string Performed(const std::vector<std::string>& args, const std::string& text);
+std::string Failed(const std::vector<std::string>& args, const std::string& text, const std::string& platform);
 
 extern const char* const c_HelpText;  // what follows "ERROR: First Parameter not recognized: <line>"
 extern const char* const c_HelpVersion;  // what comes before it

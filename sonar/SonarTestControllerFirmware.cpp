@@ -1,0 +1,186 @@
+#include "SonarTestController.h"
+
+#include "FPGAIF.h"
+#include "OSSLinuxFactory.h"
+
+#include <QFile>
+
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <unistd.h>
+
+namespace
+{
+struct FirmwarePattern_T
+{
+    unsigned int Products[5];
+    const char* Pattern;
+    bool OpensWithEcho;  // the Lumet loaders want a "1" written first
+};
+
+// Tried in this order; TessfinV1 in the LumetLS row is never reached.
+const FirmwarePattern_T c_FirmwarePatterns[] = {
+    {{PRODUCT_QL1A}, "QL1A*.bin", false},
+    {{PRODUCT_QL2A}, "QL2A*.bin", false},
+    {{PRODUCT_LUMETV2, PRODUCT_LUMETV3, PRODUCT_LUMETV4, PRODUCT_LUMETV6, PRODUCT_TESSFINV1}, "Lumet_FPGA*", true},
+    {{PRODUCT_NR1, PRODUCT_NR2, PRODUCT_NR3}, "Pleq2_FPGA*.rbf", false},
+    {{PRODUCT_LUMETV1, PRODUCT_TESSFINV1}, "LumetLS*", true},
+    {{PRODUCT_QL4K, PRODUCT_QL5K}, "QL4K_5K_A2_*", false},
+    {{PRODUCT_QL6M}, "QL6M_A4*", false},
+};
+
+const FirmwarePattern_T* FindFirmwarePattern(unsigned int code)
+{
+    for (const FirmwarePattern_T& row : c_FirmwarePatterns)
+        for (unsigned int product : row.Products)
+            if (product != PRODUCT_NONE && product == code)
+                return &row;
+    return nullptr;
+}
+
+bool UsesModuleFirmwareFolder(unsigned int code)
+{
+    return code == PRODUCT_QL1A || code == PRODUCT_QL2A || code == PRODUCT_QL4K || code == PRODUCT_QL5K ||
+           code == PRODUCT_QL6M;
+}
+}
+
+int CSonarTestController::ReadSonarVersionEnsureValid(std::string& output, CFPGAIF* pFpga, unsigned char channel)
+{
+    std::unique_ptr<COSSLinuxFactory> ownFactory;
+    std::unique_ptr<CFPGAIF> ownFpga;
+    if (!pFpga)
+    {
+        Message(m_FpgaInterfaceNotice, &output, false, true);
+        ownFactory.reset(new COSSLinuxFactory());
+        ownFpga.reset(new CFPGAIF(ownFactory.get(), GetProductId() == PRODUCT_QL6M ? channel : 0));
+        pFpga = ownFpga.get();
+    }
+
+    SWVersion_T version;
+    version.Major = 255;
+    version.Minor = 255;
+    const TSQEventCode_T result = pFpga->GetVersion(&version);
+    ownFpga.reset();
+    if (result != c_TSQ_Success)
+    {
+        Message(std::string("ERROR: Failed to get version.\n"), &output, false, true);
+        return TEST_FAILED;
+    }
+
+    Message(QString("Firmware Version: %1.%2\n").arg(version.Major).arg(version.Minor), &output, false, true);
+    if (version.Major == 0 || version.Major == 255)
+    {
+        Message(std::string("ERROR: FW major version is suspicious. Ensure firmware has loaded.\n"), &output, false,
+                true);
+        return TEST_FAILED;
+    }
+    return TEST_PASSED;
+}
+
+int CSonarTestController::LoadFPGABinary(std::string& output, bool checkVersion)
+{
+    const unsigned int code = GetProductId();
+    const QString folder = UsesModuleFirmwareFolder(code) ? m_QLFirmwareFolder : m_FirmwareFolder;
+    QString command = "cat " + folder + "/";
+
+    const FirmwarePattern_T* pRow = FindFirmwarePattern(code);
+    if (pRow)
+    {
+        if (pRow->OpensWithEcho)
+        {
+            const int ignored = system(("echo 1 > " + m_LowscanFpga0Device).toLatin1().constData());
+            (void)ignored;
+        }
+        command += pRow->Pattern;
+    }
+    else
+        Message(std::string("ERROR: Product not supported.\n"), &output, false, true);
+
+    if (!QFile::exists(folder))
+    {
+        Message("ERROR: Required path does not exist: " + folder + "\n", &output, false, true);
+        return TEST_FAILED;
+    }
+
+    command += " > " + m_LowscanFpga0Device;
+    printf("%s\n", command.toLatin1().constData());
+    fflush(stdout);
+    Message(std::string("Loading FPGA...\n"), &output, false, true);
+
+    // The image's own exit status is not judged: only a shell that cannot run.
+    if (system(command.toLatin1().constData()) == -1)
+    {
+        Message("ERROR: Failed to load FPGA with: " + command + "\n", &output, false, true);
+        return TEST_FAILED;
+    }
+
+    if (!checkVersion)
+        return TEST_PASSED;
+    if (ReadSonarVersionEnsureValid(output, nullptr, 0) != TEST_PASSED)
+    {
+        Message(std::string("ERROR: Failed to get version. FW upgrade failed.\n"), &output, false, true);
+        return TEST_FAILED;
+    }
+    return TEST_PASSED;
+}
+
+int CSonarTestController::WaterTemperature(std::string& output)
+{
+    if (QFile::exists(m_WaterTemperatureFile))
+        return ShowFileContents(m_WaterTemperatureFile, &output);
+
+    COSSLinuxFactory factory;
+    CFPGAIF fpga(&factory, 0);
+    // Without a plausible firmware there is nothing to judge: not a failed unit.
+    if (ReadSonarVersionEnsureValid(output, &fpga, 0) != TEST_PASSED)
+        return OPERATION_PERFORMED;
+
+    LSADCReadings_T readings = {};
+    const TSQEventCode_T result = fpga.GetADCReadings(&readings);
+    if (result != c_TSQ_Success)
+    {
+        printf("GetWaterTemp failed with return code: %d\n", result);
+        fflush(stdout);
+        return TEST_FAILED;
+    }
+    if (readings.ADCReference == 0)
+    {
+        Message(std::string("ADCRef is zero. Cannot calculate WaterTemperature\n"), &output, false, true);
+        return OPERATION_PERFORMED;
+    }
+
+    // The thermistor reads 27.334 (relative) at 0 degrees and falls by e every 25 degrees.
+    const double ratio = static_cast<double>(readings.WaterTemperature) / static_cast<double>(readings.ADCReference);
+    const double resistance = (ratio * 10.0 - 1.0) / 27.334;
+    const double temperature = -std::log(resistance) / 0.04;
+    char text[64];
+    snprintf(text, sizeof text, "%g\n", temperature);
+    Message(std::string(text), &output, false, true);
+    return OPERATION_PERFORMED;
+}
+
+int CSonarTestController::GetWaterSpeed(std::string& output, int duration)
+{
+    const int loaded = LoadFPGABinary(output, false);
+    if (loaded != TEST_PASSED)
+        return loaded;
+
+    Message(m_FpgaInterfaceNotice, &output, false, true);
+    COSSLinuxFactory factory;
+    CFPGAIF fpga(&factory, 0);
+    FPGASpeedReading_T ticks = 0;
+
+    // 0 runs until the process is stopped; N gives N + 1 readings.
+    for (int i = 0; duration >= i;)
+    {
+        (void)fpga.GetSpeedReading(&ticks);
+        Message(QString("Speed ticks: %1\n").arg(ticks), &output, false, true);
+        sleep(1);
+        if (duration != 0)
+            ++i;
+    }
+    return TEST_PASSED;
+}

@@ -1,0 +1,162 @@
+#include "SonarOutput.h"
+
+#include <gtest/gtest.h>
+
+namespace
+{
+const std::string c_Folder = "/corvane/Application/FPGAFirmware";
+
+std::string Parameters(int ch0, int ch1, int decimation)
+{
+    return "\nParameters:\nCh0Period = " + std::to_string(ch0) + "; Ch1Period = " + std::to_string(ch1) +
+           " ; Start freq = 200000.000000; End freq = 210000.000000; Decimation rate = " +
+           std::to_string(decimation) + " ; Samples = 993\n";
+}
+
+// Three digits a sample, nothing else; the echo's transmit bang comes first.
+void ExpectThreeDigitBlock(const std::string& block, size_t samples, const std::string& name)
+{
+    EXPECT_EQ(block.size(), 3 * samples) << name;
+    EXPECT_EQ(block.find_first_not_of("0123456789"), std::string::npos) << name;
+    EXPECT_GT(std::stoi(block.substr(0, 3)), 200) << name;
+}
+
+std::string Attempt(int channel)
+{
+    return channel == 0 ? "Attempting ping on channel 0 (Sonar) at start frequency of: 12098499\n"
+                        : "Attempting ping on channel 1 (Lowscan) at start frequency of: 21172373\n";
+}
+}
+
+TEST(Ping, TwoChannelPingOnTheUartProducts)
+{
+    const struct
+    {
+        const char* profile;
+        std::vector<std::string> args;
+        std::string preamble;
+        std::string parameters;
+        const char* gainRegister;  // the analogue gain the FPGA received
+    } cases[] = {
+        {"varrow", {"ping", "200000", "210000", "27", "45", "0", "medium"}, "", Parameters(45, 0, 76), "0x0000000a"},
+        {"varrowx", {"ping", "200000", "210000", "27", "45", "1", "HIGH"}, "", Parameters(0, 45, 76), "0x00000000"},
+        {"ql1a", {"ping", "200000", "210000", "54", "45", "0", "low"}, c_QLSounderStopped, Parameters(45, 0, 152),
+         "0x00000014"},
+    };
+    for (const auto& c : cases)
+    {
+        const std::string dir = MakeUnitDir();
+        const SplitOutput_T run = SplitSampleBlocks(RunOnUnit({c.profile, {}, c.args, dir}).out);
+        EXPECT_EQ(run.text, c.preamble + "3\n" + c_FpgaNotice + c.parameters + c_Block + "\n" +
+                                Passed(c.args, "Firmware Version: 1.4\n"))
+            << c.profile;
+        ASSERT_EQ(run.blocks.size(), 1u) << c.profile;
+        ExpectThreeDigitBlock(run.blocks[0], 993, c.profile);
+        EXPECT_NE(Trace(dir).find(std::string("register 66 = ") + c.gainRegister + " (analogue gain)"),
+                  std::string::npos)
+            << c.profile;
+        RemoveTree(dir);
+    }
+}
+
+TEST(Ping, RefusalsAndFailures)
+{
+    const std::vector<std::string> args = {"ping", "200000", "210000", "27", "45", "0", "medium"};
+    const std::string refused = "ERROR: Do not use ping for Lumet or New QL derivitives. Use lumetping instead.\n";
+    for (const char* profile : {"ql4k", "ql6m", "lumetv1", "lumetv2", "lumetv5"})
+        EXPECT_EQ(RunOnUnit({profile, {}, args, ""}).out.find("3\n" + ReportHeader(CommandLine(args)) + refused), 0u)
+            << profile;
+    // LumetV3 is not refused; it has no FPGA interface, so the version read fails.
+    EXPECT_EQ(RunOnUnit({"lumetv3", {}, args, ""}).out,
+              c_UnknownProduct + "3\n" + c_FpgaNotice + Failed(args, "ERROR: Failed to get version.\n", "LumetV3\n"));
+    EXPECT_EQ(RunOnUnit({"varrow", {"--fault", "no-reply"}, args, ""}).out,
+              "3\n" + c_FpgaNotice + Failed(args, "ERROR: Failed to get version.\n", "Varrow\n"));
+
+    // A wrong channel still pings, on 255 with both periods, and fails.
+    const std::vector<std::string> wrong = {"ping", "200000", "210000", "0", "45", "2", "Medium"};
+    const std::string dir = MakeUnitDir();
+    const SplitOutput_T run = SplitSampleBlocks(RunOnUnit({"varrow", {}, wrong, dir}).out);
+    EXPECT_EQ(run.text, "3\n" + c_FpgaNotice + "Invalid channel Specified: 2\n" + Parameters(45, 45, 0) + c_Block + "\n" +
+                            Failed(wrong, "Firmware Version: 1.4\nChannel must be 1 or 0.\n", "Varrow\n"));
+    const std::string trace = Trace(dir);
+    EXPECT_NE(trace.find("register 66 = 0x00000000 (analogue gain)"), std::string::npos);  // "Medium" is no word
+    // Both channels fire; channel 255 is read from the second port.
+    EXPECT_NE(trace.find("ttyO1 ping 1 channel 0"), std::string::npos);
+    EXPECT_NE(trace.find("ttyO3 ping channel 1 (fired on ttyO1)"), std::string::npos);
+    RemoveTree(dir);
+}
+
+TEST(LumetPing, LongChirpPingsOnTheLumetFamily)
+{
+    const struct
+    {
+        const char* profile;
+        const char* command;
+        const char* frequency;
+        std::string loaded;  // the loader's printed command, if it ran
+        int channel;
+    } cases[] = {
+        {"lumetv1", "lumetping", "350long", "cat " + c_Folder + "/LumetLS* > /dev/LSfpga0\n", 1},
+        {"lumetv2", "lumetping", "350long", "cat " + c_Folder + "/Lumet_FPGA* > /dev/LSfpga0\n", 1},
+        {"lumetv2", "lowscanping", "200long", "cat " + c_Folder + "/Lumet_FPGA* > /dev/LSfpga0\n", 0},
+        {"lumetv4", "lumetping", "350long", "", 1},
+        {"nr1", "lumetping", "200long", "cat " + c_Folder + "/Pleq2_FPGA*.rbf > /dev/LSfpga0\n", 0},
+    };
+    for (const auto& c : cases)
+    {
+        const std::vector<std::string> args = {c.command, c.frequency};
+        const std::string dir = MakeUnitDir();
+        const SplitOutput_T run = SplitSampleBlocks(RunOnUnit({c.profile, {}, args, dir}).out);
+        const std::string version = std::string("Firmware Version: ") + (c.profile[0] == 'n' ? "3.0\n" : "2.0\n");
+        EXPECT_EQ(run.text, c.loaded + c_Block + "\n" +
+                                Passed(args, c_FpgaNotice + (c.profile == std::string("lumetv1") ? "Firmware Version: 1.0\n"
+                                                                                                  : version) +
+                                                 Attempt(c.channel)))
+            << c.profile << " " << c.frequency;
+        ASSERT_EQ(run.blocks.size(), 1u);
+        ExpectThreeDigitBlock(run.blocks[0], 1024, c.profile);
+        // Fire with the channel's bit: 3 for channel 0, 5 for channel 1.
+        const std::string trace = Trace(dir);
+        EXPECT_NE(trace.find(c.channel == 0 ? "write 0x0000 [1] 03" : "write 0x0000 [1] 05"), std::string::npos);
+        EXPECT_EQ(c.loaded.empty(), trace.find("shell:") == std::string::npos) << c.profile;
+        RemoveTree(dir);
+    }
+}
+
+TEST(LumetPing, RefusedSettingsAndProducts)
+{
+    const std::string v1Load = "cat " + c_Folder + "/LumetLS* > /dev/LSfpga0\n";
+    const std::string v2Load = "cat " + c_Folder + "/Lumet_FPGA* > /dev/LSfpga0\n";
+    const std::string unknown = "ERROR: Unknown frequency request.\n";
+    const struct
+    {
+        const char* profile;
+        std::vector<std::string> args;
+        std::string expected;
+    } cases[] = {
+        {"lumetv1", {"lumetping", "200long"},
+         v1Load + Failed({"lumetping", "200long"}, "ERROR: Channel 0 (Sonar) does not exist. Will not ping.\n",
+                         "LumetV1\n")},
+        {"lumetv2", {"lumetping", "200"}, v2Load + Failed({"lumetping", "200"}, unknown, "LumetV2\n")},
+        {"lumetv2", {"lowscanping", "50long"}, v2Load + Failed({"lowscanping", "50long"}, unknown, "LumetV2\n")},
+        {"lumetv2", {"lumetping", "200LONG"},
+         Failed({"lumetping", "200LONG"}, "ERROR: Start freq must be 200, 350, 350long or 200long.", "LumetV2\n")},
+        // No product identity, so no FPGA interface: the version read fails.
+        {"tessfinv1", {"lumetping", "350long"},
+         c_UnknownProduct + v2Load +
+             Failed({"lumetping", "350long"},
+                    c_FpgaNotice + "ERROR: Failed to get version.\nERROR: Failed to populate FPGA data.\n",
+                    "TessfinV1\n")},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(RunOnUnit({c.profile, {}, c.args, ""}).out, c.expected) << c.profile << " " << c.args[1];
+
+    // A blank FPGA (no firmware in flash, none loaded) is caught before any register is written.
+    const std::vector<std::string> args = {"lumetping", "350long"};
+    EXPECT_EQ(RunOnUnit({"lumetv2", {"--remove", c_Folder + "/Lumet_FPGA_0205.bin"}, args, ""}).out,
+              v2Load + Failed(args,
+                              c_FpgaNotice + "Firmware Version: 255.0\n"
+                                             "ERROR: FW major version is suspicious. Ensure firmware has loaded.\n"
+                                             "ERROR: Failed to populate FPGA data.\n",
+                              "LumetV2\n"));
+}
