@@ -76,8 +76,8 @@ void CSonarTestController::ShowValidArguments(std::string* text)
         "./sonarbench speed <duration> (0 = infinite) (Example: ../sonarbench speed 5)\n",
         "./sonarbench sensepin (Example: ../sonarbench sensepin)\n",
         "./sonarbench loadfpgabinary (Example: ./sonarbench loadfpgabinary)\n",
-        "./sonarbench ping <Start Frequency> <End Frequency> <Depth> <Period> <Channel> <AnalogueGain: high | Medium "
-        "| low> (Example: ./sonarbench ping 200000 210000 27 45 0 medium)\n",
+        ("./sonarbench ping <Start Frequency> <End Frequency> <Depth> <Period> <Channel> <AnalogueGain: high | Medium "
+         "| low> (Example: ./sonarbench ping 200000 210000 27 45 0 medium)\n"),
         "./sonarbench lowscanping <Freq 200 | 350 | 200long | 350long > (Example: ./sonarbench lowscanping 200long )\n",
         "./sonarbench xkping Filename Channel IncrementBy (Example: ./sonarbench xkping 200kHPShort.txt 0 5)\n",
         "./sonarbench 6mping <channel> (Example: ./sonarbench 6mping 0 )\n",
