@@ -5,8 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
-#include <sstream>
 
 namespace
 {
@@ -33,103 +31,34 @@ bool Has(const std::string& text, const std::string& part)
 {
     return text.find(part) != std::string::npos;
 }
-
-// Lines of `text` that contain `part`, in order.
-size_t Count(const std::string& text, const std::string& part)
-{
-    size_t n = 0;
-    for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1))
-        ++n;
-    return n;
-}
 }
 
-TEST(FpgaUnit, EachFamilyLoadsConfiguresPingsAndReads)
+// What the sonarbench commands do not reach: the whole 32-bit Cor read-back
+// (the FIFO then idles), the Nr ADC read-back and the UART transport's own
+// time-out. The commands' end-to-end tests cover the rest.
+TEST(FpgaUnit, TransportPathsTheCommandsLeaveOut)
 {
-    struct Case_T
+    const struct
     {
         const char* profile;
         const char* family;
-        const char* version;    // from the image in the unit's firmware folder
-        unsigned int samples, depth;
-        std::vector<std::string> trace;  // in this order
-    } cases[] = {
-        {"ql4k", "cor", "version 3.0 result 0", 1024, 12,
-         {"LSfpga0 firmware 15 bytes: cor version 3.2", "LSfpga0 ioctl configure-spi",
-          "LSfpga0 read 0x0002 [1] -> 03 sum 03", "LSfpga0 write 0x0010 [1] 40", "LSfpga0 write 0x0000 [1] 01",
-          "LSfpga0 ping 1: 1024 samples, bottom at sample 122",
-          "LSfpga0 ioctl start-ping-read {0x5343, 0x0050, 0, 1, 1}", "LSfpga0 ping read 4096 bytes at 0x0050",
-          "LSfpga0 ioctl end-ping-read", "LSfpga0 read 0x0052 [1] -> 04"}},
-        {"lumetv2", "lumet", "version 2.0 result 0", 1024, 8,
-         {"LSfpga0 firmware 2 bytes, not a lumet image", "LSfpga0 firmware 17 bytes: lumet version 2.5",
-          "LSfpga0 read 0x0002 [1] -> 02", "LSfpga0 write 0x4010 [1] 40", "LSfpga0 write 0x4012 [1] 05",
-          "LSfpga0 write 0x0000 [1] 01", "LSfpga0 ping 1 channel 0: 1024 samples",
-          "LSfpga0 ioctl start-ping-read {0x5343, 0x4050, 0, 1, 1}", "LSfpga0 ping read 1024 bytes at 0x4050",
-          "LSfpga0 read 0x4052 [1] -> 04"}},
-        {"nr1", "nr", "version 3.0 result 0", 1024, 15,
-         {"LSfpga0 firmware 17 bytes: lumet version 3.1", "LSfpga0 read block 0x0084 [3] -> 3c 2b 1a",
-          "LSfpga0 ping read 1024 bytes at 0x4050"}},
-        {"varrow", "lowscan", "version 1.4 result 0", 512, 10,
-         {"ttyO1 register 1 = 0x00000003 (command)", "ttyO1 version reply 1.4, 1024 bytes",
-          "ttyO1 register 37 = 0x00000200 (sampling B ch0)", "ttyO1 register 34 = 0x000000a0 (gain ch0)",
-          "ttyO1 register 65 = 0x00000000 (boost)", "ttyO1 register 1 = 0x00000001 (command)",
-          "ttyO1 ping 1 channel 0: 512 samples, bottom at sample 51, packet 531 bytes"}},
-    };
-    for (const Case_T& c : cases)
-    {
-        SCOPED_TRACE(c.profile);
-        const Run_T run = Smoke(c.profile, c.family);
-        EXPECT_EQ(0, run.result.status) << run.result.err;
-        const std::string& out = run.result.out;
-        EXPECT_TRUE(Has(out, c.version)) << out;
-        EXPECT_EQ(0u, Count(out, "shell ") - Count(out, "shell 0")) << out;
-        EXPECT_TRUE(Has(out, "configure 0") && !Has(out, "-10")) << out;
-        EXPECT_TRUE(Has(out, "ping 0\n")) << out;
-        std::ostringstream samples;
-        samples << "samples " << c.samples << " bottom " << c.samples * c.depth / 100 << " first ";
-        EXPECT_TRUE(Has(out, samples.str())) << out;
-        unsigned int first = 0;
-        ASSERT_EQ(1, sscanf(out.c_str() + out.find(" first ") + 7, "%u", &first));
-        EXPECT_GT(first, 200u) << "transmit bang";
-        size_t at = 0;
-        for (const std::string& line : c.trace)
-        {
-            const size_t found = run.trace.find(line, at);
-            EXPECT_NE(std::string::npos, found) << "missing or out of order: " << line << "\n" << run.trace;
-            at = found == std::string::npos ? at : found;
-        }
-        EXPECT_FALSE(Has(run.trace, "TRIPWIRE")) << run.trace;
-        EXPECT_FALSE(Has(run.trace, "unknown")) << run.trace;
-    }
-}
-
-TEST(FpgaUnit, FaultsReachTheProgram)
-{
-    struct Case_T
-    {
-        const char* profile;
-        const char* family;
-        const char* fault;
+        std::vector<std::string> options;
         const char* out;    // what the program saw
         const char* trace;  // what the FPGA saw
     } cases[] = {
-        {"ql4k", "cor", "version0", "version 0.0 result 0", "read 0x0002 [1] -> 00"},
-        // The request went out, so the transport keeps its preset byte and reports success.
-        {"ql4k", "cor", "no-reply", "version 255.0 result 0", "read 0x0002 [1]: no reply (fault)"},
-        // The transport answers a FIFO left in a wrong state by clearing it.
-        {"ql4k", "cor", "fifo-status", "getping 4096", "read 0x0052 [1] -> 05 sum 05\nLSfpga0 write 0x0051 [1] 02\n"
-                                                        "LSfpga0 FIFO cleared"},
-        {"ql5k", "cor", "bad-checksum", "version 3.0 result 0", "-> 03 sum 04 (wrong: fault)"},
-        {"lumetv2", "lumet", "short-ping", "samples 1024", "(short: fault)"},
-        {"varrow", "lowscan", "short-ping", "getping -171", "only 265 sent (fault)"},
-        {"varrow", "lowscan", "no-reply", "version 255.255 result -171", "ttyO1 no reply (fault)"},
+        {"ql4k", "cor", {}, "getping 4096", "FIFO held 4096: f7 00 00 00 eb 00 00 00 ... (4096 bytes)\n"
+                                            "LSfpga0 ioctl end-ping-read\nLSfpga0 read 0x0052 [1] -> 04 sum 04\n"},
+        {"nr1", "nr", {}, "watertemp 0 0x1a2b3c", "LSfpga0 read block 0x0084 [3] -> 3c 2b 1a"},
+        {"varrow", "lowscan", {"--fault", "no-reply"}, "version 255.255 result -171", "ttyO1 no reply (fault)"},
     };
-    for (const Case_T& c : cases)
+    for (const auto& c : cases)
     {
-        SCOPED_TRACE(std::string(c.profile) + " " + c.fault);
-        const Run_T run = Smoke(c.profile, c.family, {"--fault", c.fault});
+        SCOPED_TRACE(c.profile);
+        const Run_T run = Smoke(c.profile, c.family, c.options);
+        EXPECT_EQ(0, run.result.status) << run.result.err;
         EXPECT_TRUE(Has(run.result.out, c.out)) << run.result.out;
         EXPECT_TRUE(Has(run.trace, c.trace)) << run.trace;
+        EXPECT_FALSE(Has(run.trace, "TRIPWIRE")) << run.trace;
     }
 }
 
