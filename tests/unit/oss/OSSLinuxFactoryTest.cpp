@@ -101,8 +101,12 @@ TEST_F(OSSLinuxFactoryTest, FailuresComeBackAsValuesAndFailedObjectsStillComeBac
 {
     const std::string Big = m_Dir + "/big";
     WriteTextFile(Big, "");
-    ASSERT_EQ(0, truncate(Big.c_str(), 0x100000005LL));
-    EXPECT_EQ(5u, m_Factory.GetFileSize(Big.c_str()));  // the low 32 bits
+    // Past 4 GiB the size keeps its low 32 bits (where off_t can say so).
+    if (sizeof(off_t) >= 8)
+    {
+        ASSERT_EQ(0, truncate(Big.c_str(), static_cast<off_t>(0x100000005LL)));
+        EXPECT_EQ(5u, m_Factory.GetFileSize(Big.c_str()));
+    }
     EXPECT_EQ(0u, m_Factory.GetFileSize((m_Dir + "/missing").c_str()));
     EXPECT_EQ(0, m_Factory.SetEnv("OSS_TEST_VALUE", "one", true) + m_Factory.SetEnv("OSS_TEST_VALUE", "two", false));
     EXPECT_STREQ("one", m_Factory.GetEnv("OSS_TEST_VALUE"));
