@@ -6,44 +6,36 @@
 namespace
 {
 // The two long-chirp set-ups; frequencies are FPGA register words.
-void Fill200Long(CPingMetaData& meta)
+struct LongChirpSetting_T
 {
-    meta.SettingFlag = 1;
-    meta.Channel = 0;
-    meta.NumberOfSamples = 1024;
-    meta.BaseBandFilterCentreFreq = 12098499;
-    meta.SubSampleRate = 3;
-    meta.TransmitFrequency = 2000;
-    meta.ReceiveFrequency = 2000;
-    meta.StartFreq = 12098499;
-    meta.EndFreq = 0;
-    meta.ChirpIncrement = 0;
-    meta.BurstLength = 205;
-    meta.SampleSlots = 1024;
-    meta.CorrelationScaling = 243;
-    meta.CorrelationDownShift = 16;
-    meta.BoostLevel = 91;
-    AppendCorrelationFilter200Long(meta.CorrelationFilter);
-}
+    const char* Word;
+    UINT32 Channel, CentreFreq, TransmitFrequency, StartFreq, BurstLength;
+    void (*AppendFilter)(CorrelationFilterCoefficients_T&);
+};
 
-void Fill350Long(CPingMetaData& meta)
+const LongChirpSetting_T c_Settings[] = {
+    {"350long", 1, 21262214, 3500, 21172373, 359, AppendCorrelationFilter350Long},
+    {"200long", 0, 12098499, 2000, 12098499, 205, AppendCorrelationFilter200Long},
+};
+
+void Fill(const LongChirpSetting_T& setting, CPingMetaData& meta)
 {
     meta.SettingFlag = 1;
-    meta.Channel = 1;
+    meta.Channel = setting.Channel;
     meta.NumberOfSamples = 1024;
-    meta.BaseBandFilterCentreFreq = 21262214;
+    meta.BaseBandFilterCentreFreq = setting.CentreFreq;
     meta.SubSampleRate = 3;
-    meta.TransmitFrequency = 3500;
-    meta.ReceiveFrequency = 3500;
-    meta.StartFreq = 21172373;
+    meta.TransmitFrequency = setting.TransmitFrequency;
+    meta.ReceiveFrequency = setting.TransmitFrequency;
+    meta.StartFreq = setting.StartFreq;
     meta.EndFreq = 0;
     meta.ChirpIncrement = 0;
-    meta.BurstLength = 359;
+    meta.BurstLength = setting.BurstLength;
     meta.SampleSlots = 1024;
     meta.CorrelationScaling = 243;
     meta.CorrelationDownShift = 16;
     meta.BoostLevel = 91;
-    AppendCorrelationFilter350Long(meta.CorrelationFilter);
+    setting.AppendFilter(meta.CorrelationFilter);
 }
 }
 
@@ -58,16 +50,18 @@ int CSonarTestController::LumetPing(std::string* output, QString frequency)
         (void)LoadFPGABinary(scratch, false);
     }
 
-    CPingMetaData meta;
-    if (frequency == "350long")
-        Fill350Long(meta);
-    else if (frequency == "200long")
-        Fill200Long(meta);
-    else
+    // Compared exactly, "350long" first.
+    const LongChirpSetting_T* pSetting = nullptr;
+    for (const LongChirpSetting_T& setting : c_Settings)
+        if (!pSetting && frequency == setting.Word)
+            pSetting = &setting;
+    if (!pSetting)
     {
         Message(std::string("ERROR: Unknown frequency request.\n"), output, false, true);
         return TEST_FAILED;
     }
+    CPingMetaData meta;
+    Fill(*pSetting, meta);
 
     // These units have only the second (Lowscan) channel.
     if ((code == PRODUCT_LUMETV1 || code == PRODUCT_TESSFINV1) && meta.Channel == 0)

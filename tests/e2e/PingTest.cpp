@@ -115,9 +115,16 @@ TEST(LumetPing, LongChirpPingsOnTheLumetFamily)
             << c.profile << " " << c.frequency;
         ASSERT_EQ(run.blocks.size(), 1u);
         ExpectThreeDigitBlock(run.blocks[0], 1024, c.profile);
-        // Fire with the channel's bit: 3 for channel 0, 5 for channel 1.
+        // The setting's centre frequency, filter and burst length reach the
+        // channel's block; the ping fires with its bit (3 channel 0, 5 channel 1).
         const std::string trace = Trace(dir);
-        EXPECT_NE(trace.find(c.channel == 0 ? "write 0x0000 [1] 03" : "write 0x0000 [1] 05"), std::string::npos);
+        const char* const written[2][4] = {
+            {"write 0x4020 [1] c3\nLSfpga0 write 0x4021 [1] 9b\nLSfpga0 write 0x4022 [1] b8",
+             "write block 0x6000 [2048] 00 00 71 04 00 00 23 05", "write 0x4208 [1] cd", "write 0x0000 [1] 03"},
+            {"write 0x8020 [1] 86\nLSfpga0 write 0x8021 [1] 6f\nLSfpga0 write 0x8022 [1] 44",
+             "write block 0xa000 [2048] 00 00 7b 04 00 00 2e 05", "write 0x8208 [1] 67", "write 0x0000 [1] 05"}};
+        for (const char* line : written[c.channel])
+            EXPECT_NE(trace.find(line), std::string::npos) << c.profile << ": " << line;
         EXPECT_EQ(c.loaded.empty(), trace.find("shell:") == std::string::npos) << c.profile;
         RemoveTree(dir);
     }
