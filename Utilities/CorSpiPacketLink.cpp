@@ -180,14 +180,17 @@ size_t CCorSpiPacketLink::TransmitDataToFPGA()
     }
     m_DataToGo.clear();
 
-    if (!m_TransmitBuffer.empty())
-    {
-        Buffer_Bytes_T Buffer(m_TransmitBuffer.data(), m_TransmitBuffer.size());
-        if (SendData(&Buffer) == 0)
-            Total += Buffer.size();
-        m_TransmitBuffer.clear();
-    }
-    return Total;
+    return Total + SendAssembledTransfer();
+}
+
+size_t CCorSpiPacketLink::SendAssembledTransfer()
+{
+    if (m_TransmitBuffer.empty())
+        return 0;
+    Buffer_Bytes_T Request(m_TransmitBuffer.data(), m_TransmitBuffer.size());
+    const size_t Written = SendData(&Request) == 0 ? Request.size() : 0;
+    m_TransmitBuffer.clear();
+    return Written;
 }
 
 // An empty queue looks like a failed write, on purpose.
@@ -199,17 +202,9 @@ TSQEventCode_T CCorSpiPacketLink::UpdateFPGA()
 // Sends only the transfer being assembled; older queued transfers wait.
 size_t CCorSpiPacketLink::ReceiveDataFromFPGA(Buffer_Bytes_T* Data)
 {
-    if (m_TransmitBuffer.empty())
-        return 0;
-    Buffer_Bytes_T Request(m_TransmitBuffer.data(), m_TransmitBuffer.size());
-    size_t Written = 0;
-    if (SendData(&Request) == 0)
-    {
-        Written = Request.size();
-        if (Data->size() != 0)
-            ReceiveData(Data);
-    }
-    m_TransmitBuffer.clear();
+    const size_t Written = SendAssembledTransfer();
+    if (Written != 0 && Data->size() != 0)
+        ReceiveData(Data);
     return Written;
 }
 

@@ -66,6 +66,10 @@ protected:
     // FIFO contents. Returns the SendData result.
     TSQEventCode_T ReadPingFifo(Buffer_Bytes_T* Data, UINT32 FifoAddress, UINT32 Mode);
 
+    // Sends the transfer being assembled and empties it: the bytes written,
+    // 0 when there was none or it failed.
+    size_t SendAssembledTransfer();
+
     void Report(int Level, int Code, const char* Method, const std::string& Text);
 
     // Table entries as the FPGA memory holds them: fields in order, each

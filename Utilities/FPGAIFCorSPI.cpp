@@ -57,16 +57,9 @@ TSQEventCode_T CFPGAIFCorSpi::GetPingSection(Buffer_Bytes_T* Data)
 // Only sends the request; the data itself is not read back here.
 size_t CFPGAIFCorSpi::ReceivePingDataFromFPGA(Buffer_Bytes_T* Data)
 {
-    if (m_TransmitBuffer.empty())
-        return 0;
-    Buffer_Bytes_T Request(m_TransmitBuffer.data(), m_TransmitBuffer.size());
-    size_t Written = 0;
-    if (SendData(&Request) == 0)
-    {
-        Written = Request.size();
+    const size_t Written = SendAssembledTransfer();
+    if (Written != 0)
         printf("Will need to copy %zu bytes into Buffer of size %zu bytes\n", Written, Data->size());
-    }
-    m_TransmitBuffer.clear();
     return Written;
 }
 
