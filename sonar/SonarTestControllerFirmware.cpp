@@ -129,8 +129,12 @@ int CSonarTestController::LoadFPGABinary(std::string& output, bool checkVersion)
 
 int CSonarTestController::WaterTemperature(std::string& output)
 {
+    // A sensor file that exists is a shown reading, even when it held nothing.
     if (QFile::exists(m_WaterTemperatureFile))
-        return ShowFileContents(m_WaterTemperatureFile, &output);
+    {
+        ShowFileContents(m_WaterTemperatureFile, &output);
+        return OPERATION_PERFORMED;
+    }
 
     COSSLinuxFactory factory;
     CFPGAIF fpga(&factory, 0);

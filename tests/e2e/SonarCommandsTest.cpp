@@ -104,6 +104,7 @@ TEST(WaterTemperature, SensorFileOrTheFpgaADCs)
     const std::vector<std::string> args = {"watertemperature"};
     const std::string sensor = "/sys/devices/platform/varrow/water_temperature";
     EXPECT_EQ(RunOnUnit({"varrowx", {"--file", sensor + "=18.5\\n"}, args, ""}).out, Performed(args, "18.5\n\n"));
+    EXPECT_EQ(RunOnUnit({"varrowx", {"--file", sensor + "="}, args, ""}).out, Performed(args, "Empty File.\n"));
 
     // Only the Pelion displays' SPI link carries the ADC readings; their
     // identity comes from the board's environment.
