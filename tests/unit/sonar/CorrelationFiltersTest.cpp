@@ -12,11 +12,15 @@ struct FilterCase
     const char* Name;
     void (*Append)(CorrelationFilterCoefficients_T&);
     std::vector<int16_t> FirstTaps;
+    // Known rows of the design, in their order; the peak is among them.
+    std::vector<int16_t> Rows;
 };
 
 const FilterCase c_Cases[] = {
-    {"200long", AppendCorrelationFilter200Long, {1137, 1315, 1504, 1705, 1917, 2141, 2377}},
-    {"350long", AppendCorrelationFilter350Long, {1147, 1326, 1515, 1716, 1929, 2154, 2390, 2639, 2900, 3173}},
+    {"200long", AppendCorrelationFilter200Long, {1137, 1315, 1504, 1705, 1917, 2141, 2377},
+     {16287, 21197, 21731, 26232, 26685, 30154, 30461, 32389, 32504, 32598, 32504, 30751, 30461, 27126}},
+    {"350long", AppendCorrelationFilter350Long, {1147, 1326, 1515, 1716, 1929, 2154, 2390, 2639, 2900, 3173},
+     {32598}},
 };
 }  // namespace
 
@@ -46,6 +50,14 @@ TEST(CorrelationFilters, BellShapedWithFixedStartAndPeak)
             EXPECT_LT(taps[i - 1], taps[i]) << "rising at " << i;
         for (size_t i = peak + 1; i < taps.size(); ++i)
             EXPECT_GT(taps[i - 1], taps[i]) << "falling at " << i;
+
+        auto next = taps.begin();
+        for (int16_t row : c.Rows)
+        {
+            next = std::find(next, taps.end(), row);
+            ASSERT_NE(taps.end(), next) << "row " << row << " missing or out of order";
+            ++next;
+        }
     }
 }
 
