@@ -178,18 +178,18 @@ int CSonarTestController::xKPing(std::string* output, QString fileName, unsigned
         return TEST_FAILED;
     }
 
-    const TSQEventCode_T updated = fpga.UpdateFPGA();
-    if (updated != c_TSQ_Success)
+    // Failures report the facade's own code, which names the device error.
+    if (fpga.UpdateFPGA() != c_TSQ_Success)
     {
-        Message(QString("ERROR: UpdateFPGA failed with error code: %1. (Is the Sounder app running?)\n").arg(updated),
+        Message(QString("ERROR: UpdateFPGA failed with error code: %1. (Is the Sounder app running?)\n")
+                    .arg(fpga.GetErrorCode()),
                 output, false, true);
         return TEST_FAILED;
     }
 
-    const TSQEventCode_T pinged = fpga.PingNow(bFpgaCommandByte{static_cast<UINT8>(element * 2 + 1)});
-    if (pinged != c_TSQ_Success)
+    if (fpga.PingNow(bFpgaCommandByte{static_cast<UINT8>(element * 2 + 1)}) != c_TSQ_Success)
     {
-        Message(QString("ERROR: Ping failed with error code: %1.\n").arg(pinged), output, false, true);
+        Message(QString("ERROR: Ping failed with error code: %1.\n").arg(fpga.GetErrorCode()), output, false, true);
         return TEST_FAILED;
     }
 
