@@ -1,5 +1,6 @@
 #include "FPGAIF.h"
 
+#include "AssertAt.h"
 #include "FPGAIFCorSPI.h"
 #include "FPGAIFLSSPI.h"
 #include "FPGAIFLSUart.h"
@@ -11,6 +12,7 @@
 
 namespace
 {
+const char c_AssertSource[] = "Utilities/FPGAIF.cpp";
 const char* const c_Origin = "CFPGAIF::CFPGAIF";
 const char* const c_Channel0Comms = "FPGA_CHANNEL_0_COMMS";
 const char* const c_Channel1Comms = "FPGA_CHANNEL_1_COMMS";
@@ -42,7 +44,7 @@ CFPGAIF::CFPGAIF(IOSSFactory* pFactory, XdcrElementIndex_T element)
       m_pLumetIF_SPI(nullptr),
       m_LumetVariant(0)
 {
-    assert(pFactory && "No Factory Passed to CFPGAIF");
+    ASSERT_AT(c_AssertSource, 45, pFactory && "No Factory Passed to CFPGAIF");
     m_InterfaceType = MatchProduct();
     switch (m_InterfaceType)
     {
@@ -52,7 +54,7 @@ CFPGAIF::CFPGAIF(IOSSFactory* pFactory, XdcrElementIndex_T element)
     case eFpgaIfLSSpi:
         Announce(0, "Running on PELION - Creating A SPI Interface for FPGA");
         m_pLSIF_SPI = new CFPGAIFLSSPI(DevicePath(c_Channel0Comms), m_pFactory);
-        assert(m_pLSIF_SPI);
+        ASSERT_AT(c_AssertSource, 55, m_pLSIF_SPI);
         break;
     case eFpgaIfVarrowUart:
     case eFpgaIfVarrowXUart:

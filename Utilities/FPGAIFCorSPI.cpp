@@ -1,14 +1,16 @@
 #include "FPGAIFCorSPI.h"
 
+#include "AssertAt.h"
+
 #include <fcntl.h>
 
-#include <cassert>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
 namespace
 {
+const char c_AssertSource[] = "Utilities/FPGAIFCorSPI.cpp";
 constexpr UINT32 c_ClockHz = 69248000;
 constexpr UINT32 c_LargeFpgaClockHz = 86560000;
 
@@ -22,10 +24,10 @@ CFPGAIFCorSpi::CFPGAIFCorSpi(bool UseTransducerInterrupt, const std::string& Ser
     : CCorSpiPacketLink("CFPGAIFCorSpi", SerialDevicePath, pFactory, c_ClockHz),
       m_bUseTransducerInterrupt(UseTransducerInterrupt)
 {
-    assert(pFactory && "No Factory passed into CFPGAIFCorSpi");
-    assert(SerialDevicePath.length() != 0 && "Zero Length Serial Device Passed to CFPGAIFCorSpi");
+    ASSERT_AT(c_AssertSource, 67, pFactory && "No Factory passed into CFPGAIFCorSpi");
+    ASSERT_AT(c_AssertSource, 70, SerialDevicePath.length() != 0 && "Zero Length Serial Device Passed to CFPGAIFCorSpi");
     m_SerialPort = m_pFactory->CreateFile(m_DevicePath.c_str(), O_RDWR, 0);
-    assert(m_SerialPort);
+    ASSERT_AT(c_AssertSource, 72, m_SerialPort);
     ConfigureDevice();
 
     // The larger FPGA of the QL3B board runs from a faster clock.
@@ -91,6 +93,6 @@ TSQEventCode_T CFPGAIFCorSpi::SetDebugRegister(unsigned char Value, CorFPGAAddre
 
 TSQEventCode_T CFPGAIFCorSpi::GetDebugRegister(unsigned char* RegisterContents, CorFPGAAddress_T Address)
 {
-    assert(RegisterContents && "no location to store status word");
+    ASSERT_AT(c_AssertSource, 1077, RegisterContents && "no location to store status word");
     return ReadBytes(RegisterContents, 1, Address, false);
 }

@@ -1,10 +1,14 @@
 #include "FPGAIFCorSPI.h"
 
-#include <cassert>
+#include "AssertAt.h"
+
 #include <cstdio>
 
 namespace
 {
+// The register checks belong to the transport's file in every report.
+const char c_AssertSource[] = "Utilities/FPGAIFCorSPI.cpp";
+
 enum CorRegister_T : CorFPGAAddress_T
 {
     eCommand = 0,
@@ -65,13 +69,13 @@ TSQEventCode_T CFPGAIFCorSpi::PingNow(bFpgaCommandByte Command)
 
 TSQEventCode_T CFPGAIFCorSpi::GetStatusRegister(bFpgaStatusByte* Status)
 {
-    assert(Status && "no location to store status word");
+    ASSERT_AT(c_AssertSource, 176, Status && "no location to store status word");
     return ReadBytes(&Status->Value, 1, eStatus, false);
 }
 
 TSQEventCode_T CFPGAIFCorSpi::GetVersion(SWVersion_T* SwVersion)
 {
-    assert(SwVersion && "no location to store SwVersion word");
+    ASSERT_AT(c_AssertSource, 117, SwVersion && "no location to store SwVersion word");
     return ReadVersion(SwVersion);
 }
 
@@ -88,8 +92,8 @@ TSQEventCode_T CFPGAIFCorSpi::SetBoostLevel(unsigned char Level)
 // The FPGA counts in blocks of 16 samples.
 TSQEventCode_T CFPGAIFCorSpi::SetNumberOfSamplesToReceive(FpgaAdcSamples_T NumberOf32bitSamples)
 {
-    assert(((NumberOf32bitSamples % 16) == 0) && "Number of Rx samples not a multiple of 16");
-    assert(((NumberOf32bitSamples / 16) <= 0x0000FFFF) && "Number of Rx Samples requested is too large");
+    ASSERT_AT(c_AssertSource, 321, ((NumberOf32bitSamples % 16) == 0) && "Number of Rx samples not a multiple of 16");
+    ASSERT_AT(c_AssertSource, 322, ((NumberOf32bitSamples / 16) <= 0x0000FFFF) && "Number of Rx Samples requested is too large");
     return QueueValue(eNumberOfSamples, NumberOf32bitSamples / 16, 2, eStopAtFirstFailure);
 }
 
@@ -114,7 +118,7 @@ TSQEventCode_T CFPGAIFCorSpi::SetFilterSelectionRegister(PingConfigRxBand_T Band
         Selection = 0;
         break;
     default:
-        assert(false && "Auto is not a valid selection for the filter");
+        ASSERT_AT(c_AssertSource, 295, false && "Auto is not a valid selection for the filter");
         break;
     }
     return QueueByte(eChannelFilter, Selection);
@@ -186,7 +190,7 @@ TSQEventCode_T CFPGAIFCorSpi::SetSubSampleThreshold(unsigned short Threshold)
 // Both bytes land in bits 0 to 7 of the reading, unshifted; kept so on purpose.
 TSQEventCode_T CFPGAIFCorSpi::GetSpeedReading(FPGASpeedReading_T* SpeedReading)
 {
-    assert(SpeedReading && "no location to store Speed reading");
+    ASSERT_AT(c_AssertSource, 625, SpeedReading && "no location to store Speed reading");
     UINT8 SpeedA = 0;
     if (ReadBytes(&SpeedA, 1, eSpeedA, false) == c_TSQ_NoBytesTransferred)
         return c_TSQ_NoBytesTransferred;
@@ -228,7 +232,7 @@ TSQEventCode_T CFPGAIFCorSpi::SetChirpLength(unsigned short Entries)
 
 TSQEventCode_T CFPGAIFCorSpi::SetTVGTable(const TVGTable_T& TvgTable)
 {
-    assert((TvgTable.size() <= Sizeof_TVGTable) && "TVG table too long");
+    ASSERT_AT(c_AssertSource, 422, (TvgTable.size() <= Sizeof_TVGTable) && "TVG table too long");
     SetTVGLength(static_cast<unsigned short>(TvgTable.size()));
     std::vector<UINT8> Bytes = TableBytes(TvgTable);
     Buffer_Bytes_T Buffer(Bytes.data(), Bytes.size());
@@ -248,7 +252,7 @@ TSQEventCode_T CFPGAIFCorSpi::SetChirpTable(const ChirpTable_T& ChirpTable)
 // is always 7 whatever the table's length.
 TSQEventCode_T CFPGAIFCorSpi::SetCorrelationFilter(const CorrelationFilterCoefficients_T& CorrelationFilter)
 {
-    assert((CorrelationFilter.size() <= Sizeof_CorrelationFilter) && "Correlation Filter table too long");
+    ASSERT_AT(c_AssertSource, 514, (CorrelationFilter.size() <= Sizeof_CorrelationFilter) && "Correlation Filter table too long");
     CorrelationFilterCoefficients_T Padded(CorrelationFilter);
     Padded.resize(Sizeof_CorrelationFilter, CorrelationFilterCoefficientSet_T{0, 0});
     std::vector<UINT8> Bytes = TableBytes(Padded);

@@ -1,15 +1,19 @@
 #include "ConfigureFpga.h"
 
+#include "AssertAt.h"
 #include "DatabaseLumetPingMetaData.h"
 #include "DatabasePingMetaData.h"
 #include "FPGAIF.h"
 
-#include <cassert>
+namespace
+{
+const char c_AssertSource[] = "PingProcessing/ProgramFpga/ConfigureFpga.cpp";
+}
 
 TSQEventCode_T CConfigureFpga::Configure(CDatabasePingMetaData** PingMetaData, CFPGAIF* LowscanIF, bool)
 {
-    assert(PingMetaData && "No PingMetaData passed in");
-    assert(LowscanIF && "No LowscanIF passed in");
+    ASSERT_AT(c_AssertSource, 53, PingMetaData && "No PingMetaData passed in");
+    ASSERT_AT(c_AssertSource, 54, LowscanIF && "No LowscanIF passed in");
 
     LSFpgaCompleteConfigure_T configuration;
     for (LSChannel_T n = c_Channel0; n <= c_Channel1; ++n)
@@ -38,7 +42,7 @@ TSQEventCode_T CConfigureFpga::Configure(CDatabasePingMetaData** PingMetaData, C
 
 TSQEventCode_T CConfigureFpga::Configure(CDatabaseLumetPingMetaData** PingMetaData, CFPGAIF* FpgaInterface)
 {
-    assert(FpgaInterface && "No FpgaInterface Passed to ConfigureFpga");
+    ASSERT_AT(c_AssertSource, 566, FpgaInterface && "No FpgaInterface Passed to ConfigureFpga");
 
     bLumetStatusByte status = {0};
     FpgaInterface->GetStatusRegister(&status);
@@ -70,12 +74,12 @@ TSQEventCode_T CConfigureFpga::Configure(CDatabaseLumetPingMetaData** PingMetaDa
 TSQEventCode_T CConfigureFpga::Configure(const CDatabasePingParametersMessage*, const CDatabaseFPGACache*,
                                          CFPGAIF* FpgaInterface, bool)
 {
-    assert(FpgaInterface && "No FpgaInterface Passed to ConfigureFpga");
+    ASSERT_AT(c_AssertSource, 136, FpgaInterface && "No FpgaInterface Passed to ConfigureFpga");
     return 0;
 }
 
 TSQEventCode_T CConfigureFpga::Configure(const CDatabaseQL6MPingMetaData*, CFPGAIF* FpgaInterface, bool)
 {
-    assert(FpgaInterface && "No FpgaInterface Passed to ConfigureFpga");
+    ASSERT_AT(c_AssertSource, 358, FpgaInterface && "No FpgaInterface Passed to ConfigureFpga");
     return 0;
 }

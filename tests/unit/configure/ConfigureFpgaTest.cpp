@@ -157,9 +157,9 @@ TEST(ConfigureFpgaDeathTest, NullArgumentsAreProgrammingFaults)
 {
     CConfigureFpga configure;
     EXPECT_DEATH(configure.Configure(static_cast<CDatabasePingMetaData**>(nullptr), nullptr, false),
-                 "ConfigureFpga.cpp.*PingMetaData && \"No PingMetaData passed in\"");
+                 "ProgramFpga/ConfigureFpga\\.cpp:53: .*PingMetaData && \"No PingMetaData passed in\"");
     EXPECT_DEATH(configure.Configure(static_cast<CDatabaseLumetPingMetaData**>(nullptr), nullptr),
-                 "FpgaInterface && \"No FpgaInterface Passed to ConfigureFpga\"");
+                 "ConfigureFpga\\.cpp:566: .*FpgaInterface && \"No FpgaInterface Passed to ConfigureFpga\"");
     EXPECT_DEATH(configure.Configure(static_cast<const CDatabaseQL6MPingMetaData*>(nullptr), nullptr, false),
-                 "No FpgaInterface Passed to ConfigureFpga");
+                 "ConfigureFpga\\.cpp:358: .*No FpgaInterface Passed to ConfigureFpga");
 }

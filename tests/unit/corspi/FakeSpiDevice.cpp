@@ -98,10 +98,11 @@ Bytes_T Join(const std::vector<Bytes_T>& Parts)
     return All;
 }
 
-std::string AssertionPattern(const std::string& Stem, const std::string& Condition)
+std::string AssertionPattern(const std::string& File, int Line, const std::string& Condition)
 {
     std::string Escaped;
     for (char c : Condition)
         Escaped += strchr("\\.[]()*+?{}|^$", c) ? std::string("\\") + c : std::string(1, c);
-    return "Utilities/" + Stem + "[A-Za-z]*\\.cpp:[0-9]+: .*Assertion ." + Escaped + ". failed";
+    const std::string Where = Line > 0 ? ":" + std::to_string(Line) + ": " : ":[0-9]+: ";
+    return "Utilities/" + File + "\\.cpp" + Where + ".*Assertion ." + Escaped + ". failed";
 }

@@ -94,7 +94,7 @@ Bytes_T ReadPacket(UINT16 Address, size_t Count, bool bBlock = false);
 Bytes_T Reply(const Bytes_T& Data);  // data and its checksum
 Bytes_T Join(const std::vector<Bytes_T>& Parts);
 
-// The assertion report for Condition from a source file Utilities/<Stem>*.cpp.
-std::string AssertionPattern(const std::string& Stem, const std::string& Condition);
+// The report of a failed check in Utilities/<File>.cpp; line 0 accepts any line.
+std::string AssertionPattern(const std::string& File, int Line, const std::string& Condition);
 
 #endif

@@ -182,6 +182,6 @@ TEST(FacadeConstructionDeathTest, ProgrammingFaultsEndTheRun)
         CDevicePerPathFactory Factory;
         PutUnit(Factory, ProductId);
         CFPGAIF Facade(&Factory, 0);
-        EXPECT_DEATH(Facade.Flush(0), AssertionPattern("FPGAIF", "pUart && \"Flush is only for UART products\""));
+        EXPECT_DEATH(Facade.Flush(0), AssertionPattern("FPGAIF", 0, "pUart && \"Flush is only for UART products\""));
     }
 }
