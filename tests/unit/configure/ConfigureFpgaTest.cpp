@@ -162,4 +162,13 @@ TEST(ConfigureFpgaDeathTest, NullArgumentsAreProgrammingFaults)
                  "ConfigureFpga\\.cpp:566: .*FpgaInterface && \"No FpgaInterface Passed to ConfigureFpga\"");
     EXPECT_DEATH(configure.Configure(static_cast<const CDatabaseQL6MPingMetaData*>(nullptr), nullptr, false),
                  "ConfigureFpga\\.cpp:358: .*No FpgaInterface Passed to ConfigureFpga");
+    EXPECT_DEATH(configure.Configure(static_cast<const CDatabasePingParametersMessage*>(nullptr), nullptr, nullptr, false),
+                 "ConfigureFpga\\.cpp:136: .*No FpgaInterface Passed to ConfigureFpga");
+
+    // With an interface, those two only answer 0 and leave the device alone.
+    FacadeRig rig("N41010", "PRODUCT_ID_LUMETV2");
+    EXPECT_EQ(0, configure.Configure(static_cast<const CDatabaseQL6MPingMetaData*>(nullptr), rig.Interface.get(), false));
+    EXPECT_EQ(0, configure.Configure(static_cast<const CDatabasePingParametersMessage*>(nullptr), nullptr,
+                                     rig.Interface.get(), false));
+    EXPECT_TRUE(rig.Factory.m_Device.m_Writes.empty());
 }

@@ -190,7 +190,9 @@ TEST(CorSpiRegisterTest, SettersQueueTheirRegisterOrSendItWhenItMustAct)
               Cor.Device.m_Writes);
     EXPECT_EQ(-109, C.UpdateFPGA());
     Cor.Device.m_FailingWrites = {4};
+    testing::internal::CaptureStdout();
     EXPECT_EQ(-109, C.SetOutputDataToLog());
+    EXPECT_EQ("SetOutputDataToLog\n", testing::internal::GetCapturedStdout());
 }
 
 // Without the option a command is sent only to start a ping. With it, any of

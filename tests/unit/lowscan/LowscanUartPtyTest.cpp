@@ -6,8 +6,10 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <chrono>
 #include <cstdlib>
+#include <fcntl.h>
 #include <memory>
 #include <poll.h>
 #include <sys/ioctl.h>
@@ -84,29 +86,56 @@ TEST_F(LowscanUartPtyTest, ASilentLineGivesMinus171AfterOne1000msWait)
               m_Factory.m_Events);
 }
 
-// The packet comes in two parts, so it takes several reads. 0x0D is left out
-// of the samples: the driver's ICRNL reads it as 0x0A.
-TEST_F(LowscanUartPtyTest, APingOf1024SamplesArrivingInPartsUnpacksIntoSamplesAndValuePairs)
+// Each packet comes in two parts, so it takes several reads: 1024 samples are
+// eight whole blocks; 200 end in a partial block whose value pair lies past
+// the packet and reads 0, 0. 0x0D is left out of the samples: the driver's
+// ICRNL reads it as 0x0A.
+TEST_F(LowscanUartPtyTest, PingsArrivingInPartsUnpackIntoSamplesAndValuePairs)
 {
     const auto Sample = [](size_t i) { return UINT8(i * 7 + 1) == 0x0D ? UINT8(0x0E) : UINT8(i * 7 + 1); };
-    const Bytes_T Packet =
-        PingPacket(1024, Sample, [](size_t Block, int Half) { return unsigned(0x123 + 0x200 * Block + Half); });
-    ASSERT_EQ(1059u, Packet.size());
-    std::thread Fpga([&] {
-        Send(Bytes_T(Packet.begin(), Packet.begin() + 500));
-        std::this_thread::sleep_for(std::chrono::milliseconds(40));
-        Send(Bytes_T(Packet.begin() + 500, Packet.end()));
-    });
-    Bytes_T Samples(4096, 0), Values(16 * 4, 0);
-    Buffer_Bytes_T SampleBuffer(Samples.data(), Samples.size()), ValueBuffer(Values.data(), Values.size());
-    EXPECT_EQ(0, m_pUart->GetPing(c_Channel0, &SampleBuffer, &ValueBuffer));
-    Fpga.join();
-    const std::vector<float> S = Floats(Samples), V = Floats(Values);
-    for (size_t i = 0; i < 1024; ++i)
-        ASSERT_EQ(float(Sample(i)), S[i]) << i;
-    for (size_t i = 0; i < 16; ++i)
-        EXPECT_EQ(float(0x123 + 0x200 * (i / 2) + i % 2), V[i]) << i;
+    const auto Value = [](size_t Block, int Half) { return unsigned(0x123 + 0x200 * Block + Half); };
+    const struct { size_t Samples, PacketBytes; std::vector<float> Values; } Cases[] = {
+        {1024, 1059, {}},
+        {200, 207, {0x123, 0x124, 0, 0}},
+    };
+    for (const auto& Case : Cases)
+    {
+        const Bytes_T Packet = PingPacket(Case.Samples, Sample, Value);
+        ASSERT_EQ(Case.PacketBytes, Packet.size());
+        std::thread Fpga([&] {
+            Send(Bytes_T(Packet.begin(), Packet.begin() + 100));
+            std::this_thread::sleep_for(std::chrono::milliseconds(40));
+            Send(Bytes_T(Packet.begin() + 100, Packet.end()));
+        });
+        Bytes_T Samples(Case.Samples * 4, 0), Values(16 * 4, 0);
+        Buffer_Bytes_T SampleBuffer(Samples.data(), Samples.size()), ValueBuffer(Values.data(), Values.size());
+        EXPECT_EQ(0, m_pUart->GetPing(c_Channel0, &SampleBuffer, &ValueBuffer)) << Case.Samples;
+        Fpga.join();
+        const std::vector<float> S = Floats(Samples), V = Floats(Values);
+        for (size_t i = 0; i < Case.Samples; ++i)
+            ASSERT_EQ(float(Sample(i)), S[i]) << Case.Samples << " samples, sample " << i;
+        std::vector<float> Expected = Case.Values;
+        for (size_t i = 0; Expected.empty() && i < 16; ++i)
+            Expected.push_back(float(Value(i / 2, i % 2)));
+        EXPECT_EQ(Expected, std::vector<float>(V.begin(), V.begin() + Expected.size())) << Case.Samples;
+    }
     EXPECT_TRUE(m_Factory.m_Events.empty());
+}
+
+TEST(LowscanUartFileTest, SerialSetUpFailsWithItsMessageOnARegularFile)
+{
+    const std::string Path = "/tmp/not-a-uart";
+    close(open(Path.c_str(), O_CREAT | O_WRONLY, 0644));
+    CFakeFactory Factory;
+    Factory.m_bRealFiles = true;
+    CFPGAIFLSUart Uart(Path, &Factory);
+    EXPECT_EQ(ENOTTY, Uart.GetErrorCode());
+    const std::string Code = "3 " + std::to_string(ENOTTY);
+    EXPECT_EQ((std::vector<std::string>{Code + " CFPGAIFLSUart::ConfigureSerialPort|" + Path + " is not a serial port",
+                                        Code + " CFPGAIFLSUart::CFPGAIFLSUart|Constructor failed to configure UART " +
+                                            Path}),
+              Factory.m_Events);
+    unlink(Path.c_str());
 }
 
 TEST_F(LowscanUartPtyTest, FlushDiscardsWhatArrivedUnread)

@@ -48,6 +48,17 @@ TEST(OSSLinuxFileDeviceTest, PollMultiPollReadAndWriteOnAPseudoTerminal)
     ASSERT_EQ(3u, Buffer.size());
     EXPECT_EQ(0, memcmp(Storage, "abc", 3));
 
+    // A read of 0 bytes succeeds at once and leaves waiting input alone.
+    Pty.Send("d");
+    ASSERT_EQ(1, Device.Poll(POLLIN, 1000));
+    Buffer.size(0);
+    EXPECT_TRUE(Device.Read(&Buffer));
+    EXPECT_EQ(0u, Buffer.size());
+    EXPECT_EQ(1, Device.Poll(POLLIN, 0));
+    Buffer.size(sizeof(Storage));
+    ASSERT_TRUE(Device.Read(&Buffer));
+    EXPECT_EQ(1u, Buffer.size());
+
     memcpy(Storage, "helloXX", 7);
     Buffer.size(5);
     ASSERT_TRUE(Device.Write(&Buffer));
