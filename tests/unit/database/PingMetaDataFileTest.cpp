@@ -86,18 +86,29 @@ TEST_F(PingMetaDataTest, ExistingFileIsLeftAloneUntilTheRecordIsWrittenAndNotWhi
 
 TEST_F(PingMetaDataTest, WriteFailuresComeBackAsCodes)
 {
-    // /dev/full opens and then fails the write; a directory fails the open.
-    const struct { const char* Location; bool Directory; TSQEventCode_T Expected; } Cases[] = {
-        {"full-device", false, -142}, {"directory-in-the-way", true, EISDIR}};
+    // /dev/full opens and then fails the write; a directory in the way or a
+    // read-only folder (the unit runs without capabilities) fails the open.
+    enum Location_T { eFullDevice, eDirectoryInTheWay, eReadOnlyFolder };
+    const struct { const char* Location; Location_T Kind; TSQEventCode_T Expected; } Cases[] = {
+        {"full-device", eFullDevice, -142},
+        {"directory-in-the-way", eDirectoryInTheWay, EISDIR},
+        {"read-only-folder", eReadOnlyFolder, EACCES}};
     for (const auto& Case : Cases)
         for (const Kind_T& Kind : c_Kinds)
         {
             SCOPED_TRACE(testing::Message() << Kind.Name << " into " << Case.Location);
             const std::string Root = m_Root + Kind.Name + "-" + Case.Location + "/";
-            ASSERT_EQ(0, mkdir(Root.c_str(), 0755));
+            ASSERT_EQ(0, mkdir(Root.c_str(), Case.Kind == eReadOnlyFolder ? 0555 : 0755));
             ASSERT_EQ(0, setenv("NONPERSISTED_DATABASE_ROOT", Root.c_str(), 1));
             const std::string Path = Root + "PingMetaData0.txt";
-            ASSERT_EQ(0, Case.Directory ? mkdir(Path.c_str(), 0755) : symlink("/dev/full", Path.c_str()));
+            if (Case.Kind == eDirectoryInTheWay)
+            {
+                ASSERT_EQ(0, mkdir(Path.c_str(), 0755));
+            }
+            else if (Case.Kind == eFullDevice)
+            {
+                ASSERT_EQ(0, symlink("/dev/full", Path.c_str()));
+            }
             EXPECT_EQ(Case.Expected, Kind.pMake(&m_Factory, false));
             EXPECT_EQ(Case.Expected, Kind.pMake(&m_Factory, true));
         }
