@@ -1,5 +1,7 @@
 #include "SonarTestController.h"
 
+#include "ProductCatalogue.h"
+
 #include <QFile>
 
 #include <cstdio>
@@ -11,16 +13,18 @@ CSonarTestController::~CSonarTestController()
 
 int CSonarTestController::EnableSonar(std::string* output)
 {
-    const unsigned int code = GetProductId();
     QString powerSwitch;
-    if (IsVarrowPlatformSounder(code))
-        powerSwitch = m_VarrowSonarPowerSwitch;
-    else if (IsPelionSounder(code))
-        powerSwitch = m_PelionSonarPowerSwitch;
-    else if (IsSkdDisplay(code))
-        return OPERATION_PERFORMED;
-    else
+    switch (ProductCatalogue::Find(GetProductId()).Power)
     {
+    case ProductCatalogue::POWER_VARROW:
+        powerSwitch = m_VarrowSonarPowerSwitch;
+        break;
+    case ProductCatalogue::POWER_PELION:
+        powerSwitch = m_PelionSonarPowerSwitch;
+        break;
+    case ProductCatalogue::POWER_NONE:
+        return OPERATION_PERFORMED;
+    case ProductCatalogue::POWER_NOTICE:
         Message(std::string("Non-Varrow platform. Sonar may not be enabled.\n"), output, false, true);
         return OPERATION_PERFORMED;
     }

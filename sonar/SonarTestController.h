@@ -63,10 +63,26 @@ protected:
     QString m_FpgaInterfaceNotice;
 
 private:
-    // Sounders on the Varrow platform board: PLATFORM_TYPE=1 and the Varrow power switch.
-    static bool IsVarrowPlatformSounder(unsigned int code);
-    static bool IsSkdDisplay(unsigned int code);
-    static bool IsPelionSounder(unsigned int code);
+    // xkping in three parts: the table file's tables, the FPGA configured
+    // from the file, and the ping with its printout.
+    struct XkTables_T
+    {
+        ChirpTable_T Chirp;
+        TVGTable_T Tvg;
+        CorrelationFilterCoefficients_T Correlation;
+    };
+    struct XkSettings_T
+    {
+        unsigned int Element = 0;
+        PingConfigRxBand_T Band = PingConfigRxBand_T();
+        unsigned int CentreFrequency = 0;
+        int Samples = 0;
+        bool ChannelChoosesFpga = false;
+        unsigned char Channel = 0;
+    };
+    int ConfigureXkFpga(CFPGAIF& fpga, const QString& fileName, const XkTables_T& tables, eFpgaAdcFrequency_T adcCode,
+                        XkSettings_T& settings, std::string* output);
+    int PingXkAndPrint(CFPGAIF& fpga, const XkSettings_T& settings, int incrementBy, std::string* output);
 
     void PutChannelVariables(unsigned int code);
     void PutProductIdentity(unsigned int firstCode);

@@ -1,6 +1,7 @@
 #include "SonarTestController.h"
 
 #include "FPGAIF.h"
+#include "ProductCatalogue.h"
 #include "OSSLinuxFactory.h"
 
 #include <QFile>
@@ -11,42 +12,6 @@
 #include <memory>
 #include <unistd.h>
 
-namespace
-{
-struct FirmwarePattern_T
-{
-    unsigned int Products[5];
-    const char* Pattern;
-    bool OpensWithEcho;  // the Lumet loaders want a "1" written first
-};
-
-// Tried in this order; TessfinV1 in the LumetLS row is never reached.
-const FirmwarePattern_T c_FirmwarePatterns[] = {
-    {{PRODUCT_QL1A}, "QL1A*.bin", false},
-    {{PRODUCT_QL2A}, "QL2A*.bin", false},
-    {{PRODUCT_LUMETV2, PRODUCT_LUMETV3, PRODUCT_LUMETV4, PRODUCT_LUMETV6, PRODUCT_TESSFINV1}, "Lumet_FPGA*", true},
-    {{PRODUCT_NR1, PRODUCT_NR2, PRODUCT_NR3}, "Pleq2_FPGA*.rbf", false},
-    {{PRODUCT_LUMETV1, PRODUCT_TESSFINV1}, "LumetLS*", true},
-    {{PRODUCT_QL4K, PRODUCT_QL5K}, "QL4K_5K_A2_*", false},
-    {{PRODUCT_QL6M}, "QL6M_A4*", false},
-};
-
-const FirmwarePattern_T* FindFirmwarePattern(unsigned int code)
-{
-    for (const FirmwarePattern_T& row : c_FirmwarePatterns)
-        for (unsigned int product : row.Products)
-            if (product != PRODUCT_NONE && product == code)
-                return &row;
-    return nullptr;
-}
-
-bool UsesModuleFirmwareFolder(unsigned int code)
-{
-    return code == PRODUCT_QL1A || code == PRODUCT_QL2A || code == PRODUCT_QL4K || code == PRODUCT_QL5K ||
-           code == PRODUCT_QL6M;
-}
-}
-
 int CSonarTestController::ReadSonarVersionEnsureValid(std::string& output, CFPGAIF* pFpga, unsigned char channel)
 {
     std::unique_ptr<COSSLinuxFactory> ownFactory;
@@ -55,7 +20,7 @@ int CSonarTestController::ReadSonarVersionEnsureValid(std::string& output, CFPGA
     {
         Message(m_FpgaInterfaceNotice, &output, false, true);
         ownFactory.reset(new COSSLinuxFactory());
-        ownFpga.reset(new CFPGAIF(ownFactory.get(), GetProductId() == PRODUCT_QL6M ? channel : 0));
+        ownFpga.reset(new CFPGAIF(ownFactory.get(), ProductCatalogue::Find(GetProductId()).ChannelChoosesFpga ? channel : 0));
         pFpga = ownFpga.get();
     }
 
@@ -82,19 +47,18 @@ int CSonarTestController::ReadSonarVersionEnsureValid(std::string& output, CFPGA
 
 int CSonarTestController::LoadFPGABinary(std::string& output, bool checkVersion)
 {
-    const unsigned int code = GetProductId();
-    const QString folder = UsesModuleFirmwareFolder(code) ? m_QLFirmwareFolder : m_FirmwareFolder;
+    const ProductCatalogue::Product_T& product = ProductCatalogue::Find(GetProductId());
+    const QString folder = product.Folder == ProductCatalogue::FOLDER_MODULE ? m_QLFirmwareFolder : m_FirmwareFolder;
     QString command = "cat " + folder + "/";
 
-    const FirmwarePattern_T* pRow = FindFirmwarePattern(code);
-    if (pRow)
+    if (product.FirmwarePattern)
     {
-        if (pRow->OpensWithEcho)
+        if (product.EchoBeforeLoad)
         {
             const int ignored = system(("echo 1 > " + m_LowscanFpga0Device).toLatin1().constData());
             (void)ignored;
         }
-        command += pRow->Pattern;
+        command += product.FirmwarePattern;
     }
     else
         Message(std::string("ERROR: Product not supported.\n"), &output, false, true);

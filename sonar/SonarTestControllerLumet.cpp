@@ -2,6 +2,7 @@
 
 #include "CorrelationFilters.h"
 #include "PingMetaData.h"
+#include "ProductCatalogue.h"
 
 namespace
 {
@@ -41,10 +42,9 @@ void Fill(const LongChirpSetting_T& setting, CPingMetaData& meta)
 
 int CSonarTestController::LumetPing(std::string* output, QString frequency)
 {
-    const unsigned int code = GetProductId();
-    // LumetV4 and LumetV6 ping with the firmware they run. A failed load is
-    // not judged here: the ping step's version check is.
-    if (code != PRODUCT_LUMETV4 && code != PRODUCT_LUMETV6)
+    const ProductCatalogue::Product_T& product = ProductCatalogue::Find(GetProductId());
+    // A failed load is not judged here: the ping step's version check is.
+    if (!product.LumetPingWithoutLoad)
     {
         std::string scratch;
         (void)LoadFPGABinary(scratch, false);
@@ -63,8 +63,7 @@ int CSonarTestController::LumetPing(std::string* output, QString frequency)
     CPingMetaData meta;
     Fill(*pSetting, meta);
 
-    // These units have only the second (Lowscan) channel.
-    if ((code == PRODUCT_LUMETV1 || code == PRODUCT_TESSFINV1) && meta.Channel == 0)
+    if (product.LumetPingWithoutChannel0 && meta.Channel == 0)
     {
         Message(std::string("ERROR: Channel 0 (Sonar) does not exist. Will not ping.\n"), output, false, true);
         return TEST_FAILED;

@@ -4,6 +4,7 @@
 #include "LSFpgaCodec.h"
 #include "OSSLinuxFactory.h"
 #include "PingMetaData.h"
+#include "ProductCatalogue.h"
 
 #include <cassert>
 #include <cmath>
@@ -49,26 +50,6 @@ void PrintSampleBlock(const std::string& block)
     printf("\n<SonarFPGAData>%s", block.c_str());
     printf("<EndSonarFPGAData>\n");
     fflush(stdout);
-}
-
-bool IsRefusedForTwoChannelPing(unsigned int code)
-{
-    // LumetV3 is not on the list.
-    switch (code)
-    {
-    case PRODUCT_QL4K:
-    case PRODUCT_QL5K:
-    case PRODUCT_QL6M:
-    case PRODUCT_LUMETV1:
-    case PRODUCT_LUMETV2:
-    case PRODUCT_LUMETV4:
-    case PRODUCT_LUMETV5:
-    case PRODUCT_LUMETV6:
-    case PRODUCT_TESSFINV1:
-        return true;
-    default:
-        return false;
-    }
 }
 
 void FillChannel(LSChannelConfigure_T& block, unsigned char channel, unsigned int period, double start, double end,
@@ -120,7 +101,7 @@ int CSonarTestController::OutputAsString(float* samples, int count)
 int CSonarTestController::Ping(std::string* output, double startFrequency, double endFrequency, unsigned int depth,
                                unsigned int period, unsigned int channel, QString gain)
 {
-    if (IsRefusedForTwoChannelPing(GetProductId()))
+    if (ProductCatalogue::Find(GetProductId()).RefusedByPing)
     {
         Message(std::string("ERROR: Do not use ping for Lumet or New QL derivitives. Use lumetping instead.\n"), output,
                 false, true);

@@ -2,6 +2,7 @@
 
 #include "FPGAIF.h"
 #include "OSSLinuxFactory.h"
+#include "ProductCatalogue.h"
 
 #include <cstdio>
 #include <cstring>
@@ -102,28 +103,33 @@ int CSonarTestController::xKPing(std::string* output, QString fileName, unsigned
     if (LoadFPGABinary(*output, false) == TEST_FAILED)
         return TEST_FAILED;
 
-    const unsigned int code = GetProductId();
-    eFpgaAdcFrequency_T adcCode;
-    if (code == PRODUCT_QL4K || code == PRODUCT_QL5K)
-        adcCode = eFpgaAdcFrequencyCode2;
-    else if (code == PRODUCT_QL6M)
-        adcCode = eFpgaAdcFrequencyCode3;
-    else
+    const ProductCatalogue::Product_T& product = ProductCatalogue::Find(GetProductId());
+    if (product.XkAdcCode < 0)
     {
         Message(std::string("ERROR: Use only for xK derivitives.\n"), output, false, true);
         return TEST_FAILED;
     }
 
-    ChirpTable_T chirp;
-    TVGTable_T tvg;
-    CorrelationFilterCoefficients_T correlation;
-    if (LoadTables(chirp, tvg, correlation, output, fileName) != 2)
+    XkTables_T tables;
+    if (LoadTables(tables.Chirp, tables.Tvg, tables.Correlation, output, fileName) != 2)
         return TEST_FAILED;
 
     COSSLinuxFactory factory;
     Message(m_FpgaInterfaceNotice, output, false, true);
-    CFPGAIF fpga(&factory, code == PRODUCT_QL6M ? channel : 0);
+    CFPGAIF fpga(&factory, product.ChannelChoosesFpga ? channel : 0);
 
+    XkSettings_T settings;
+    settings.ChannelChoosesFpga = product.ChannelChoosesFpga;
+    settings.Channel = channel;
+    if (ConfigureXkFpga(fpga, fileName, tables, static_cast<eFpgaAdcFrequency_T>(product.XkAdcCode), settings,
+                        output) != TEST_PASSED)
+        return TEST_FAILED;
+    return PingXkAndPrint(fpga, settings, incrementBy, output);
+}
+
+int CSonarTestController::ConfigureXkFpga(CFPGAIF& fpga, const QString& fileName, const XkTables_T& tables,
+                                          eFpgaAdcFrequency_T adcCode, XkSettings_T& settings, std::string* output)
+{
     (void)fpga.SetCommandRegister(bFpgaCommandByte{0});
     (void)fpga.SetOutputDataToLog();
     (void)fpga.SetCommandRegister(bFpgaCommandByte{2});
@@ -131,7 +137,7 @@ int CSonarTestController::xKPing(std::string* output, QString fileName, unsigned
 
     const auto value = [&](const ScalarKey_T& key) { return GetValue(fileName, key.Start, key.End); };
     const int fileByte = value(c_ChannelFilterKey);
-    const unsigned int centreFrequency = static_cast<unsigned int>(value(c_CentreFreqKey));
+    settings.CentreFrequency = static_cast<unsigned int>(value(c_CentreFreqKey));
 
     const ChannelFilter_T* pFilter = nullptr;
     for (const ChannelFilter_T& filter : c_ChannelFilters)
@@ -142,33 +148,33 @@ int CSonarTestController::xKPing(std::string* output, QString fileName, unsigned
         Message(QString("ERROR: No valid channel filter byte: %1.\n").arg(fileByte), output, false, true);
         return TEST_FAILED;
     }
-    const unsigned int element = pFilter->Element;
-    const PingConfigRxBand_T band = pFilter->Band;
+    settings.Element = pFilter->Element;
+    settings.Band = pFilter->Band;
 
-    if (code == PRODUCT_QL6M)
-        (void)fpga.SetFilterSelectionRegister(static_cast<unsigned char>(band));
+    if (settings.ChannelChoosesFpga)
+        (void)fpga.SetFilterSelectionRegister(static_cast<unsigned char>(settings.Band));
 
-    const FpgaChnlFltByte_T filterByte = {ChannelFilterByte(element, band)};
-    const int samples = value(c_SamplesKey);
+    const FpgaChnlFltByte_T filterByte = {ChannelFilterByte(settings.Element, settings.Band)};
+    settings.Samples = value(c_SamplesKey);
 
     // Each value narrowed to its register: a missing key (-1) arrives as all ones.
     const auto u8 = [&](const ScalarKey_T& key) { return static_cast<unsigned char>(value(key)); };
     const bool configureFailed =
-        fpga.SetCommandRegister(bFpgaCommandByte{static_cast<UINT8>(element * 2)}) != c_TSQ_Success ||
+        fpga.SetCommandRegister(bFpgaCommandByte{static_cast<UINT8>(settings.Element * 2)}) != c_TSQ_Success ||
         fpga.SetChannelFilterRegister(&filterByte) != c_TSQ_Success ||
         fpga.SetADCFrequencyRegister(adcCode) != c_TSQ_Success ||
-        fpga.SetNumberOfSamplesToReceive(static_cast<unsigned int>(samples), 255) != c_TSQ_Success ||
+        fpga.SetNumberOfSamplesToReceive(static_cast<unsigned int>(settings.Samples), 255) != c_TSQ_Success ||
         fpga.SetSubSampleRate(u8(c_SubSampleRateKey)) != c_TSQ_Success ||
         fpga.SetSubSampleMode(eFpgaSubSampleMode2) != c_TSQ_Success ||
         fpga.SetSubSampleThreshold(static_cast<unsigned short>(value(c_ThresholdKey))) != c_TSQ_Success ||
-        fpga.SetBoostLevel(u8(c_BoostKey)) != c_TSQ_Success || fpga.SetChirpTable(chirp) != c_TSQ_Success ||
-        fpga.SetTVGTable(tvg) != c_TSQ_Success ||
+        fpga.SetBoostLevel(u8(c_BoostKey)) != c_TSQ_Success || fpga.SetChirpTable(tables.Chirp) != c_TSQ_Success ||
+        fpga.SetTVGTable(tables.Tvg) != c_TSQ_Success ||
         fpga.SetBasebandFilterSubSample(u8(c_DivisorKey)) != c_TSQ_Success ||
         fpga.SetBaseBandFilterSelection(u8(c_SelectionKey)) != c_TSQ_Success ||
         fpga.SetBaseBandFilterScalingReg(u8(c_ScalingRegKey)) != c_TSQ_Success ||
         fpga.SetBaseBandFilterCentreFreq(static_cast<unsigned int>(value(c_CentreFreqKey)), 255) != c_TSQ_Success ||
         // Channel 0 here where its neighbours say 255: the table's own channel.
-        fpga.SetCorrelationFilter(correlation, 0) != c_TSQ_Success ||
+        fpga.SetCorrelationFilter(tables.Correlation, 0) != c_TSQ_Success ||
         fpga.SetCorralationDownShift(u8(c_DownShiftKey), 255) != c_TSQ_Success ||
         fpga.SetCorralationScaling(u8(c_ScalingKey), 255) != c_TSQ_Success;
     if (configureFailed)
@@ -177,7 +183,12 @@ int CSonarTestController::xKPing(std::string* output, QString fileName, unsigned
                 false, true);
         return TEST_FAILED;
     }
+    return TEST_PASSED;
+}
 
+int CSonarTestController::PingXkAndPrint(CFPGAIF& fpga, const XkSettings_T& settings, int incrementBy,
+                                         std::string* output)
+{
     // Failures report the facade's own code, which names the device error.
     if (fpga.UpdateFPGA() != c_TSQ_Success)
     {
@@ -187,12 +198,13 @@ int CSonarTestController::xKPing(std::string* output, QString fileName, unsigned
         return TEST_FAILED;
     }
 
-    if (fpga.PingNow(bFpgaCommandByte{static_cast<UINT8>(element * 2 + 1)}) != c_TSQ_Success)
+    if (fpga.PingNow(bFpgaCommandByte{static_cast<UINT8>(settings.Element * 2 + 1)}) != c_TSQ_Success)
     {
         Message(QString("ERROR: Ping failed with error code: %1.\n").arg(fpga.GetErrorCode()), output, false, true);
         return TEST_FAILED;
     }
 
+    const int samples = settings.Samples;
     const size_t bufferBytes = static_cast<size_t>(samples) * 2;
     std::vector<unsigned short> sampleStore(static_cast<size_t>(samples), 0);
     Buffer_Bytes_T buffer(reinterpret_cast<UINT8*>(sampleStore.data()), bufferBytes);
@@ -206,9 +218,12 @@ int CSonarTestController::xKPing(std::string* output, QString fileName, unsigned
     }
 
     const int result = OutputAsStringShort(sampleStore.data(), samples, incrementBy);
-    if (code == PRODUCT_QL6M)
-        Message(QString("Channel: %1 ").arg(channel), nullptr, true, false);
-    Message(QString("Element: %1 Centre Freq: %2 & RxBand: %3\n").arg(element).arg(centreFrequency).arg(BandName(band)),
+    if (settings.ChannelChoosesFpga)
+        Message(QString("Channel: %1 ").arg(settings.Channel), nullptr, true, false);
+    Message(QString("Element: %1 Centre Freq: %2 & RxBand: %3\n")
+                .arg(settings.Element)
+                .arg(settings.CentreFrequency)
+                .arg(BandName(settings.Band)),
             nullptr, true, false);
     Message(QString("\nSamples: %1 Buffer Bytes: %2\n").arg(samples).arg(bufferBytes), nullptr, true, false);
     if (result == TEST_FAILED)

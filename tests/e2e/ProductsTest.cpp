@@ -1,6 +1,9 @@
+#include "ProductCatalogue.h"
 #include "UnitRunner.h"
 
 #include <gtest/gtest.h>
+
+#include <cctype>
 
 namespace
 {
@@ -20,6 +23,88 @@ std::string BatteryReport()
 {
     return ReportHeader("./sonarbench batteryvoltage ") + "3012\n\nTest Result: Operation Performed.\n";
 }
+
+bool Has(const std::string& text, const std::string& part)
+{
+    return text.find(part) != std::string::npos;
+}
+
+// The output of a run and the FPGA trace it left.
+std::pair<std::string, std::string> RunAndTrace(const std::string& profile, const std::vector<std::string>& args)
+{
+    const std::string dir = MakeUnitDir();
+    const std::string out = RunOnUnit({profile, {}, args, dir}).out;
+    const std::string trace = ReadHostFile(dir + "/root/vunit/fpga.trace");
+    RemoveTree(dir);
+    return {out, trace};
+}
+}
+
+// Each row of the product catalogue against what the program does on the
+// product's unit: set-up branch, power switch, firmware load and the flags
+// the ping commands test.
+TEST(Products, CatalogueRowsMatchTheUnits)
+{
+    using namespace ProductCatalogue;
+    size_t count = 0;
+    const ProductCatalogue::Product_T* rows = Rows(count);
+    ASSERT_EQ(30u, count);
+    for (const ProductCatalogue::Product_T* p = rows; p != rows + count; ++p)
+    {
+        std::string profile = std::string(p->Name).substr(0, std::string(p->Name).find(' '));
+        for (char& c : profile)
+            c = static_cast<char>(tolower(static_cast<unsigned char>(c)));
+        profile = profile.empty() ? "none" : profile;
+        SCOPED_TRACE(profile);
+
+        const std::string power = RunOnUnit({profile,
+                                             {"--remove", "/sys/devices/platform/varrow/sonar_power", "--remove",
+                                              "/sys/devices/platform/pelion/sonar_power"},
+                                             {"batteryvoltage"},
+                                             ""})
+                                      .out;
+        EXPECT_EQ(Has(power, c_NoProduct), p->Environment == ENV_UNKNOWN);
+        // A switchless product's notice goes to a text the report drops.
+        const char* const board = p->Power == POWER_VARROW ? "varrow" : p->Power == POWER_PELION ? "pelion" : nullptr;
+        const std::string missing = board ? std::string("ERROR: Path does not exist: /sys/devices/platform/") +
+                                                board + "/sonar_power\n"
+                                          : "Test Result: Operation Performed.\n";
+        EXPECT_TRUE(Has(power, missing)) << power;
+
+        const std::string folder = p->Folder == FOLDER_MODULE ? "/corvane/Application/QuenlorSounder/FPGAFirmware"
+                                                              : "/corvane/Application/FPGAFirmware";
+        const std::string loadLine =
+            "cat " + folder + "/" + (p->FirmwarePattern ? p->FirmwarePattern : "") + " > /dev/LSfpga0\n";
+        const auto load = RunAndTrace(profile, {"loadfpgabinary"});
+        const bool loaded = Has(load.first, loadLine);
+        EXPECT_EQ(Has(load.first, "ERROR: Product not supported.\n"), p->FirmwarePattern == nullptr);
+        EXPECT_TRUE(loaded || Has(load.first, "ERROR: Required path does not exist: " + folder + "\n")) << load.first;
+        if (loaded && !load.second.empty())
+        {
+            EXPECT_EQ(Has(load.second, "shell: echo 1 > /dev/LSfpga0\n"), p->EchoBeforeLoad);
+        }
+        EXPECT_FALSE(p->UnreachablePattern && Has(load.first, p->UnreachablePattern));
+
+        EXPECT_EQ(Has(RunOnUnit({profile, {}, {"ping", "200000", "210000", "27", "45", "0", "medium"}, ""}).out,
+                      "ERROR: Do not use ping for Lumet or New QL derivitives."),
+                  p->RefusedByPing);
+
+        const auto xk = RunAndTrace(profile, {"xkping", "200kHPShort.txt", "0", "64"});
+        if (loaded)
+        {
+            EXPECT_EQ(Has(xk.first, "ERROR: Use only for xK derivitives.\n"), p->XkAdcCode < 0);
+        }
+        EXPECT_TRUE(p->XkAdcCode < 0 || Has(xk.second, "write 0x0004 [1] 0" + std::to_string(p->XkAdcCode) + "\n"))
+            << xk.second;
+        EXPECT_EQ(Has(xk.first, "Channel: 0 Element"), p->ChannelChoosesFpga);
+
+        const std::string lumet = RunOnUnit({profile, {}, {"lumetping", "200long"}, ""}).out;
+        EXPECT_EQ(Has(lumet, "ERROR: Channel 0 (Sonar) does not exist. Will not ping.\n"), p->LumetPingWithoutChannel0);
+        if (loaded)
+        {
+            EXPECT_EQ(Has(lumet, loadLine), !p->LumetPingWithoutLoad);
+        }
+    }
 }
 
 // Every shipped profile identifies as its product: the set-up messages and the
