@@ -1,5 +1,5 @@
-#include "Database/DatabaseLumetPingMetaData.h"
-#include "Database/DatabasePingMetaData.h"
+#include "DatabaseLumetPingMetaData.h"
+#include "DatabasePingMetaData.h"
 #include "PingMetaDataTestSupport.h"
 
 namespace

@@ -1,6 +1,6 @@
 // File rules both records share: creation, locking, failures, faults.
-#include "Database/DatabaseLumetPingMetaData.h"
-#include "Database/DatabasePingMetaData.h"
+#include "DatabaseLumetPingMetaData.h"
+#include "DatabasePingMetaData.h"
 #include "PingMetaDataTestSupport.h"
 #include "../ChildHolder.h"
 

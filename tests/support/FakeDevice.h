@@ -8,6 +8,7 @@
 #include "LSFpgaTypes.h"
 #include "OSSLinuxFactory.h"
 #include "OSSLinuxFile.h"
+#include "WireBytes.h"
 
 #include <fcntl.h>
 
@@ -17,8 +18,6 @@
 #include <deque>
 #include <string>
 #include <vector>
-
-typedef std::vector<UINT8> Bytes_T;
 
 class CFakeDevice : public COSSLinuxFile
 {
@@ -133,12 +132,6 @@ inline Bytes_T SpiRecord(unsigned short Address, UINT32 Value)
 {
     const Bytes_T Frame = UartFrame(Address, Value);
     return Bytes_T(Frame.begin() + 1, Frame.end() - 1);
-}
-
-inline Bytes_T Join(Bytes_T First, const Bytes_T& Second)
-{
-    First.insert(First.end(), Second.begin(), Second.end());
-    return First;
 }
 
 inline std::vector<float> Floats(const Bytes_T& Storage)

@@ -90,14 +90,6 @@ Bytes_T Reply(const Bytes_T& Data)
     return Join({Data, {Sum}});
 }
 
-Bytes_T Join(const std::vector<Bytes_T>& Parts)
-{
-    Bytes_T All;
-    for (const Bytes_T& Part : Parts)
-        All.insert(All.end(), Part.begin(), Part.end());
-    return All;
-}
-
 std::string AssertionPattern(const std::string& File, int Line, const std::string& Condition)
 {
     std::string Escaped;

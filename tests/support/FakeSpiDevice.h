@@ -4,6 +4,7 @@
 #include "CorFpgaTypes.h"
 #include "OSSLinuxFactory.h"
 #include "OSSLinuxFile.h"
+#include "WireBytes.h"
 
 #include <fcntl.h>
 
@@ -12,8 +13,6 @@
 #include <set>
 #include <string>
 #include <vector>
-
-typedef std::vector<UINT8> Bytes_T;
 
 // An SPI device node that records what the transport does to it and answers
 // from a script. No reply left means the device never becomes readable. The
@@ -92,7 +91,6 @@ std::vector<UINT32> Words(const CorSpiPingRead_T& Request);
 Bytes_T WritePacket(UINT16 Address, const Bytes_T& Payload, bool bBlock = false);
 Bytes_T ReadPacket(UINT16 Address, size_t Count, bool bBlock = false);
 Bytes_T Reply(const Bytes_T& Data);  // data and its checksum
-Bytes_T Join(const std::vector<Bytes_T>& Parts);
 
 // The report of a failed check in Utilities/<File>.cpp; line 0 accepts any line.
 std::string AssertionPattern(const std::string& File, int Line, const std::string& Condition);

@@ -1,0 +1,17 @@
+cmake_minimum_required(VERSION 3.20)
+# Fails when one of FILES includes a quoted header that is not in ALLOWED.
+# usage: cmake -DFILES=a.cpp;b.h -DALLOWED=x.h;y.h -DLAYER=name -P CheckIncludes.cmake
+set(bad "")
+foreach(file ${FILES})
+  file(STRINGS ${file} lines REGEX "^[ \t]*#[ \t]*include[ \t]*\"")
+  foreach(line ${lines})
+    string(REGEX REPLACE "^[ \t]*#[ \t]*include[ \t]*\"([^\"]+)\".*" "\\1" header "${line}")
+    if(NOT header IN_LIST ALLOWED)
+      get_filename_component(name ${file} NAME)
+      string(APPEND bad "  ${name} includes \"${header}\"\n")
+    endif()
+  endforeach()
+endforeach()
+if(bad)
+  message(FATAL_ERROR "The ${LAYER} layer may include only its own headers:\n${bad}")
+endif()
