@@ -197,8 +197,9 @@ void CReportParser::ReadBlock(const QByteArray& line, int start, State_T& state)
         end = line.size();
     }
     const QByteArray body = line.mid(bodyStart, end - bodyStart);
-    // One value without a comma is a comma block of one sample unless it reads as three digits.
-    if (body.contains(',') || (body.size() % 3 != 0 && body.size() <= 10))
+    // A comma block of one sample has no comma: up to five digits that are not three.
+    int single = 0;
+    if (body.contains(',') || (body.size() % 3 != 0 && body.size() <= 5 && ReadUnsigned(body.constData(), body.size(), single)))
         ReadCommaBody(body, block);
     else
         ReadThreeDigitBody(body, block);
