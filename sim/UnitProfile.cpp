@@ -1,6 +1,7 @@
 #include "UnitProfile.h"
 
 #include "FpgaSetup.h"
+#include "UnitTree.h"
 
 #include <fstream>
 #include <sstream>
@@ -102,7 +103,8 @@ bool CUnitProfile::ParseLine(const std::string& rawLine, const std::string& unit
     if (keyword == "fpga")
     {
         FpgaSetup_T setup;
-        if (!FpgaSetup_T::Parse(rest, setup, error))
+        if (!FpgaSetup_T::Parse(rest, setup, error) || !CUnitTree::ValidPath(setup.path, error) ||
+            (!setup.follow.empty() && !CUnitTree::ValidPath(setup.follow, error)))
             return false;
         for (auto it = m_Fpgas.begin(); it != m_Fpgas.end();)
             it = it->first == setup.path ? m_Fpgas.erase(it) : it + 1;
@@ -112,11 +114,13 @@ bool CUnitProfile::ParseLine(const std::string& rawLine, const std::string& unit
     }
 
     std::string path, content;
-    if (!SplitWord(rest, path, content) || path[0] != '/')
+    if (!SplitWord(rest, path, content))
     {
         error = "'" + keyword + "' needs an absolute path";
         return false;
     }
+    if (!CUnitTree::ValidPath(path, error))
+        return false;
     if (keyword == "file" || keyword == "exec")
     {
         std::string bytes;

@@ -1,5 +1,8 @@
 #include "VirtualUnit.h"
 
+#include "StopSignals.h"
+#include "UnitTree.h"
+
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -14,18 +17,9 @@
 
 namespace fs = std::filesystem;
 
-namespace
-{
-bool WriteBytes(const fs::path& path, const std::string& bytes)
-{
-    std::ofstream out(path, std::ios::binary | std::ios::trunc);
-    out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-    return static_cast<bool>(out);
-}
-}
-
 const char* const CVirtualUnit::c_FpgaConfig = "/vunit/fpga.conf";
 const char* const CVirtualUnit::c_FpgaTrace = "/vunit/fpga.trace";
+const char* const CVirtualUnit::c_Marker = ".vunit-unit";
 
 std::string CVirtualUnit::SanitizerRuntime(const std::string& program)
 {
@@ -48,11 +42,9 @@ CVirtualUnit::CVirtualUnit(const std::string& folder, bool removeOnExit)
 
 CVirtualUnit::~CVirtualUnit()
 {
-    if (m_RemoveOnExit)
-    {
-        std::error_code ignored;
-        fs::remove_all(m_Folder, ignored);
-    }
+    std::string error;
+    if (m_RemoveOnExit && !CUnitTree::RemoveFolder(m_Folder, error))
+        fprintf(stderr, "vunit: cannot remove the unit folder %s: %s\n", m_Folder.c_str(), error.c_str());
 }
 
 std::string CVirtualUnit::MakeTempFolder()
@@ -66,62 +58,97 @@ std::string CVirtualUnit::MakeTempFolder()
     return std::string(buffer.data());
 }
 
-bool CVirtualUnit::Build(const CUnitProfile& profile, std::string& error)
+bool CVirtualUnit::Claim(std::string& error)
 {
-    std::error_code ec;
-    const fs::path root = fs::path(m_Folder) / "root";
-    fs::create_directories(root / "tmp", ec);
-    fs::create_directories(root / "dev", ec);
-    if (ec)
+    struct stat st;
+    if (lstat(m_Folder.c_str(), &st) != 0)
     {
-        error = "cannot create " + root.string() + ": " + ec.message();
-        return false;
-    }
-    for (const CUnitProfile::Entry_T& entry : profile.Resolved())
-    {
-        const fs::path target = root / entry.path.substr(1);
-        if (entry.kind != CUnitProfile::ENTRY_MODE)
-            fs::create_directories(target.parent_path(), ec);
-        bool ok = !ec;
-        switch (entry.kind)
+        std::error_code ec;
+        fs::create_directories(m_Folder, ec);
+        if (ec)
         {
-        case CUnitProfile::ENTRY_FILE:
-        case CUnitProfile::ENTRY_DEVICE:
-            ok = ok && WriteBytes(target, entry.content);
-            break;
-        case CUnitProfile::ENTRY_EXEC:
-            ok = ok && WriteBytes(target, entry.content) && chmod(target.c_str(), 0755) == 0;
-            break;
-        case CUnitProfile::ENTRY_DIR:
-            fs::create_directories(target, ec);
-            ok = !ec;
-            break;
-        case CUnitProfile::ENTRY_MODE:
-            ok = chmod(target.c_str(), entry.mode) == 0;
-            break;
-        case CUnitProfile::ENTRY_REMOVE:
-            break;
-        }
-        if (!ok)
-        {
-            error = "cannot create " + entry.path + " in the unit folder " + m_Folder;
+            error = "cannot make the unit folder " + m_Folder + ": " + ec.message();
             return false;
         }
     }
+    else if (S_ISLNK(st.st_mode) || !S_ISDIR(st.st_mode))
+    {
+        error = "the unit folder " + m_Folder + (S_ISLNK(st.st_mode) ? " is a symbolic link" : " is not a folder");
+        return false;
+    }
+    std::error_code ec;
+    if (fs::canonical(m_Folder, ec) == "/")
+    {
+        error = "the unit folder cannot be /";
+        return false;
+    }
+    const int fd = CUnitTree::OpenFolder(m_Folder, error);
+    if (fd < 0)
+        return false;
+    CUnitTree folder(fd);
+    if (!folder.IsEmpty() && !folder.HoldsFile(c_Marker))
+    {
+        error = "the unit folder " + m_Folder +
+                " holds files vunit did not make; give a new or empty folder, or one of an earlier --unit-dir run";
+        return false;
+    }
+    if (!folder.Empty(error))
+    {
+        error = "cannot empty the unit folder " + m_Folder + ": " + error;
+        return false;
+    }
+    return true;
+}
+
+bool CVirtualUnit::Build(const CUnitProfile& profile, std::string& error)
+{
+    const int fd = CUnitTree::OpenFolder(m_Folder, error);
+    if (fd < 0)
+        return false;
+    CUnitTree folder(fd);
+    std::string why;
+    bool ok = folder.WriteFile(std::string("/") + c_Marker,
+                               "A unit folder of vunit: its next run empties and rebuilds it.\n", false, why) &&
+              folder.MakeFolder("/root/tmp", why) && folder.MakeFolder("/root/dev", why);
+    // Modes come last, so a folder made unreadable can still be filled.
+    const std::vector<CUnitProfile::Entry_T> entries = profile.Resolved();
+    for (int pass = 0; ok && pass < 2; ++pass)
+        for (const CUnitProfile::Entry_T& entry : entries)
+        {
+            const std::string path = "/root" + entry.path;
+            if ((entry.kind == CUnitProfile::ENTRY_MODE) != (pass == 1))
+                continue;
+            switch (entry.kind)
+            {
+            case CUnitProfile::ENTRY_FILE:
+            case CUnitProfile::ENTRY_DEVICE:
+            case CUnitProfile::ENTRY_EXEC:
+                ok = CUnitTree::ValidPath(entry.path, why) &&
+                     folder.WriteFile(path, entry.content, entry.kind == CUnitProfile::ENTRY_EXEC, why);
+                break;
+            case CUnitProfile::ENTRY_DIR:
+                ok = CUnitTree::ValidPath(entry.path, why) && folder.MakeFolder(path, why);
+                break;
+            case CUnitProfile::ENTRY_MODE:
+                ok = CUnitTree::ValidPath(entry.path, why) && folder.SetMode(path, entry.mode, why);
+                break;
+            case CUnitProfile::ENTRY_REMOVE:
+                break;
+            }
+            if (!ok)
+                break;
+        }
     const std::vector<std::string> fpgas = profile.Fpgas();
-    if (!fpgas.empty())
+    if (ok && !fpgas.empty())
     {
         std::string lines;
         for (const std::string& fpga : fpgas)
             lines += fpga + "\n";
-        fs::create_directories(root / "vunit", ec);
-        if (ec || !WriteBytes(root / std::string(c_FpgaConfig).substr(1), lines))
-        {
-            error = "cannot write the FPGA description into the unit folder " + m_Folder;
-            return false;
-        }
+        ok = folder.WriteFile(std::string("/root") + c_FpgaConfig, lines, false, why);
     }
-    return true;
+    if (!ok)
+        error = "cannot build the unit in " + m_Folder + ": " + why;
+    return ok;
 }
 
 std::vector<std::string> CVirtualUnit::SandboxCommand(const RunOptions_T& options) const
@@ -140,7 +167,7 @@ std::vector<std::string> CVirtualUnit::SandboxCommand(const RunOptions_T& option
         "--proc", "/proc",
         "--bind", (root / "tmp").string(), "/tmp",
     };
-    if (options.ownNetwork)
+    if (!options.hostNetwork)
         cmd.push_back("--unshare-net");
     if (!options.keepCapabilities)
     {
@@ -153,14 +180,14 @@ std::vector<std::string> CVirtualUnit::SandboxCommand(const RunOptions_T& option
     for (const fs::directory_entry& top : fs::directory_iterator(root, ec))
     {
         const std::string name = top.path().filename().string();
-        if (name == "tmp" || name == "dev")
+        if (name == "tmp" || name == "dev" || top.is_symlink(ec))
             continue;
         cmd.insert(cmd.end(), {"--bind", top.path().string(), "/" + name});
     }
     // Device placeholders go over the sandbox's minimal /dev one by one.
     std::set<std::string> devices;
     for (const fs::directory_entry& dev : fs::recursive_directory_iterator(root / "dev", ec))
-        if (!dev.is_directory())
+        if (!dev.is_directory(ec) && !dev.is_symlink(ec))
             devices.insert(dev.path().string());
     for (const std::string& dev : devices)
         cmd.insert(cmd.end(), {"--bind", dev, "/" + fs::relative(dev, root).string()});
@@ -193,19 +220,30 @@ int CVirtualUnit::Run(const RunOptions_T& options) const
 
     fflush(stdout);
     fflush(stderr);
+    CStopSignals::Hold();
+    if (const int signal = CStopSignals::Received())
+    {
+        CStopSignals::Release();
+        return 128 + signal;
+    }
     const pid_t pid = fork();
-    if (pid < 0)
-        return -1;
     if (pid == 0)
     {
+        CStopSignals::Release();
         execvp(argv[0], argv.data());
         fprintf(stderr, "vunit: cannot start bwrap: %s\n", strerror(errno));
         _exit(127);
     }
+    if (pid > 0)
+        CStopSignals::Watch(pid);
+    CStopSignals::Release();
+    if (pid < 0)
+        return -1;
     int status = 0;
     while (waitpid(pid, &status, 0) < 0)
         if (errno != EINTR)
             return -1;
+    CStopSignals::Watch(0);
     if (WIFSIGNALED(status))
         return 128 + WTERMSIG(status);
     return WEXITSTATUS(status);

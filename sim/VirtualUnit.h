@@ -18,21 +18,24 @@ public:
         std::string workDir = "/";         // inside the sandbox
         std::vector<std::string> readOnlyBinds;  // host paths shown at the same path
         bool keepCapabilities = false;
-        bool ownNetwork = false;
+        bool hostNetwork = false;  // otherwise a network namespace of its own
         // The device shim puts the unit's simulated FPGAs behind its device
         // nodes; preloadFirst (a sanitizer runtime) must precede it.
         std::string deviceShim;
         std::string preloadFirst;
     };
 
-    // folder: where the unit is built; created if missing. When removeOnExit is
-    // set the folder is deleted with the object.
+    // folder: where the unit is built. A throw-away folder (removeOnExit) is
+    // deleted with the object.
     CVirtualUnit(const std::string& folder, bool removeOnExit);
     ~CVirtualUnit();
 
     CVirtualUnit(const CVirtualUnit&) = delete;
     CVirtualUnit& operator=(const CVirtualUnit&) = delete;
 
+    // A kept folder must be missing, empty or one vunit made before, which is
+    // then emptied: every run starts from the profile alone.
+    bool Claim(std::string& error);
     bool Build(const CUnitProfile& profile, std::string& error);
 
     // The bubblewrap command line for a run, without starting it.
@@ -40,6 +43,7 @@ public:
 
     // Runs to the end; returns the exit status, 128 + signal number for a
     // program that was killed, or -1 when bubblewrap could not be started.
+    // A stop signal (CStopSignals) ends the sandbox early.
     int Run(const RunOptions_T& options) const;
 
     const std::string& Folder() const { return m_Folder; }
@@ -54,6 +58,9 @@ public:
 
     // A fresh folder under $TMPDIR (or /tmp) for a unit.
     static std::string MakeTempFolder();
+
+    // Marks a folder vunit built, so a later run may empty it.
+    static const char* const c_Marker;
 
 private:
     std::string m_Folder;

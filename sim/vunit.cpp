@@ -1,4 +1,6 @@
 // vunit: runs sonarbench (or any program) on a simulated unit.
+#include "FpgaSetup.h"
+#include "StopSignals.h"
 #include "UnitProfile.h"
 #include "VirtualUnit.h"
 
@@ -31,12 +33,13 @@ const char* const c_Usage =
     "  --device PATH        a placeholder for a device node under /dev\n"
     "  --remove PATH        leave PATH and everything below it out\n"
     "  --mode PATH=OCTAL    set permission bits, e.g. --mode /VERSION=000\n"
-    "  --unit-dir DIR       build the unit in DIR and keep it after the run\n"
+    "  --unit-dir DIR       build the unit in DIR and keep it after the run; DIR must be\n"
+    "                       new, empty or a unit folder of an earlier run (then rebuilt)\n"
     "  --sonarbench PATH    the program to test (default: the one built with vunit)\n"
     "  --units DIR          the folder of the profiles\n"
     "  --ro PATH            show a host path read-only at the same path\n"
     "  --caps               keep root's capabilities inside the unit\n"
-    "  --net                give the unit a network namespace of its own\n"
+    "  --net                share the host's network (by default the unit has none)\n"
     "  --fpga 'PATH MODEL [OPTION=VALUE...]'  a simulated FPGA behind PATH (replaces the profile's)\n"
     "  --fault NAME         give every simulated FPGA of the unit this fault\n"
     "  --no-shim            leave the device nodes as plain placeholder files\n"
@@ -56,6 +59,14 @@ std::string Absolute(const std::string& path)
 {
     std::error_code ec;
     fs::path result = fs::weakly_canonical(fs::absolute(path), ec);
+    return ec ? path : result.string();
+}
+
+// Absolute without resolving links: a unit folder that is a link is refused, not followed.
+std::string AbsoluteAsGiven(const std::string& path)
+{
+    std::error_code ec;
+    const fs::path result = fs::absolute(path, ec);
     return ec ? path : result.string();
 }
 
@@ -119,9 +130,7 @@ int Describe(const std::string& name, const CUnitProfile& profile)
         printf("fpga   %s\n", fpga.c_str());
     return 0;
 }
-}
-
-int main(int argc, char* argv[])
+struct Command_T
 {
     std::string unitsDir = VUNIT_UNITS_DIR;
     std::string sonarbench = VUNIT_SONARBENCH;
@@ -130,27 +139,32 @@ int main(int argc, char* argv[])
     std::vector<std::string> amendments;  // applied after the profile, in order
     std::vector<std::string> faults;
     bool shim = true, describe = false;
+    int next = 1;  // the first argument after the options
+};
 
-    int i = 1;
+// The options before the profile; returns -1 to go on, else an exit status.
+int ParseOptions(int argc, char* argv[], Command_T& command)
+{
+    int& i = command.next;
     for (; i < argc && strncmp(argv[i], "--", 2) == 0; ++i)
     {
         const std::string option = argv[i];
         const bool hasValue = i + 1 < argc;
         if (option == "--list")
-            return ListProfiles(unitsDir);
+            return ListProfiles(command.unitsDir);
         if (option == "--help")
         {
             fputs(c_Usage, stdout);
             return 0;
         }
         if (option == "--caps")
-            options.keepCapabilities = true;
+            command.options.keepCapabilities = true;
         else if (option == "--no-shim")
-            shim = false;
+            command.shim = false;
         else if (option == "--describe")
-            describe = true;
+            command.describe = true;
         else if (option == "--net")
-            options.ownNetwork = true;
+            command.options.hostNetwork = true;
         else if (!hasValue)
         {
             fprintf(stderr, "vunit: %s needs a value\n%s", option.c_str(), c_Usage);
@@ -158,19 +172,19 @@ int main(int argc, char* argv[])
         }
         else if (option == "--file" || option == "--exec" || option == "--dir" || option == "--device" ||
                  option == "--remove" || option == "--mode")
-            amendments.push_back(option.substr(2) + " " + argv[++i]);
+            command.amendments.push_back(option.substr(2) + " " + argv[++i]);
         else if (option == "--fpga")
-            amendments.push_back(std::string("fpga ") + argv[++i]);
+            command.amendments.push_back(std::string("fpga ") + argv[++i]);
         else if (option == "--fault")
-            faults.push_back(argv[++i]);
+            command.faults.push_back(argv[++i]);
         else if (option == "--unit-dir")
-            unitDir = argv[++i];
+            command.unitDir = AbsoluteAsGiven(argv[++i]);
         else if (option == "--sonarbench")
-            sonarbench = Absolute(argv[++i]);
+            command.sonarbench = Absolute(argv[++i]);
         else if (option == "--units")
-            unitsDir = argv[++i];
+            command.unitsDir = argv[++i];
         else if (option == "--ro")
-            options.readOnlyBinds.push_back(Absolute(argv[++i]));
+            command.options.readOnlyBinds.push_back(Absolute(argv[++i]));
         else
         {
             fprintf(stderr, "vunit: unknown option %s\n%s", option.c_str(), c_Usage);
@@ -182,16 +196,19 @@ int main(int argc, char* argv[])
         fputs(c_Usage, stderr);
         return 2;
     }
+    return -1;
+}
 
-    CUnitProfile profile;
+// The profile with the command line's amendments and faults; false after a message.
+bool LoadProfile(const Command_T& command, const std::string& name, CUnitProfile& profile)
+{
     std::string error;
-    const std::string profileName = argv[i];
-    if (!profile.Load(unitsDir, argv[i++], error))
+    if (!profile.Load(command.unitsDir, name, error))
     {
         fprintf(stderr, "vunit: %s\n", error.c_str());
-        return 2;
+        return false;
     }
-    for (const std::string& amendment : amendments)
+    for (const std::string& amendment : command.amendments)
     {
         // "file PATH=CONTENT" reads like a profile line once the '=' is a blank.
         std::string keyword = amendment.substr(0, amendment.find(' '));
@@ -199,30 +216,39 @@ int main(int argc, char* argv[])
         std::string line = keyword + " " + rest;
         if (keyword != "fpga" && SplitAssignment(rest, path, value))
             line = keyword + " " + path + " " + value;
-        if (!profile.ParseLine(line, unitsDir, error))
+        if (!profile.ParseLine(line, command.unitsDir, error))
         {
             fprintf(stderr, "vunit: --%s: %s\n", keyword.c_str(), error.c_str());
-            return 2;
+            return false;
         }
     }
-
-    for (const std::string& fault : faults)
+    if (!command.faults.empty() && profile.Fpgas().empty())
+    {
+        fprintf(stderr, "vunit: --fault: the unit %s has no simulated FPGA, so it has no faults\n", name.c_str());
+        return false;
+    }
+    for (const std::string& fault : command.faults)
         for (const std::string& fpga : profile.Fpgas())
-            if (!profile.ParseLine("fpga " + fpga + " fault=" + fault, unitsDir, error))
+            if (!profile.ParseLine("fpga " + fpga + " fault=" + fault, command.unitsDir, error))
             {
                 fprintf(stderr, "vunit: --fault: %s\n", error.c_str());
-                return 2;
+                return false;
             }
-    if (describe)
-        return Describe(profileName, profile);
+    return true;
+}
 
+// What the sandbox starts; false after a message.
+bool ChooseProgram(int argc, char* argv[], Command_T& command, const CUnitProfile& profile)
+{
+    int& i = command.next;
+    CVirtualUnit::RunOptions_T& options = command.options;
     std::string started;  // the program's host path, when known
     if (i < argc && strcmp(argv[i], "--run") == 0)
     {
         if (++i >= argc)
         {
             fputs(c_Usage, stderr);
-            return 2;
+            return false;
         }
         std::string program = argv[i++];
         if (program.find('/') != std::string::npos)
@@ -236,39 +262,71 @@ int main(int argc, char* argv[])
     else
     {
         // Started the way the factory starts it, so reports show "./sonarbench".
-        const fs::path binary(sonarbench);
+        const fs::path binary(command.sonarbench);
         options.readOnlyBinds.push_back(binary.parent_path().string());
         options.workDir = binary.parent_path().string();
         options.argv.push_back("./" + binary.filename().string());
-        started = sonarbench;
+        started = command.sonarbench;
     }
     options.argv.insert(options.argv.end(), argv + i, argv + argc);
-    if (shim && !profile.Fpgas().empty())
+    if (command.shim && !profile.Fpgas().empty())
     {
         options.deviceShim = VUNIT_SHIM;
         // A sanitized program needs its sanitizer runtime first in the preload list.
         options.preloadFirst = started.empty() ? std::string() : CVirtualUnit::SanitizerRuntime(started);
     }
+    return true;
+}
 
-    const bool keep = !unitDir.empty();
-    if (!keep)
-        unitDir = CVirtualUnit::MakeTempFolder();
-    if (unitDir.empty())
+// Builds the unit, runs it and removes a throw-away unit on every way out.
+int BuildAndRun(const Command_T& command, const CUnitProfile& profile)
+{
+    const bool keep = !command.unitDir.empty();
+    const std::string folder = keep ? command.unitDir : CVirtualUnit::MakeTempFolder();
+    if (folder.empty())
     {
         fprintf(stderr, "vunit: cannot make a unit folder\n");
         return 2;
     }
-    CVirtualUnit unit(Absolute(unitDir), !keep);
+    CVirtualUnit unit(folder, !keep);
+    std::string error;
+    if (!unit.Claim(error))
+    {
+        fprintf(stderr, "vunit: %s%s\n", keep ? "--unit-dir: " : "", error.c_str());
+        return 2;
+    }
     if (!unit.Build(profile, error))
     {
         fprintf(stderr, "vunit: %s\n", error.c_str());
         return 2;
     }
-    const int status = unit.Run(options);
+    const int status = unit.Run(command.options);
+    if (const int signal = CStopSignals::Received())
+        return 128 + signal;
     if (status < 0)
     {
         fprintf(stderr, "vunit: cannot start the sandbox\n");
         return 2;
     }
     return status;
+}
+}
+
+int main(int argc, char* argv[])
+{
+    CStopSignals::Install();
+    Command_T command;
+    const int done = ParseOptions(argc, argv, command);
+    if (done >= 0)
+        return done;
+
+    CUnitProfile profile;
+    const std::string profileName = argv[command.next++];
+    if (!LoadProfile(command, profileName, profile))
+        return 2;
+    if (command.describe)
+        return Describe(profileName, profile);
+    if (!ChooseProgram(argc, argv, command, profile))
+        return 2;
+    return BuildAndRun(command, profile);
 }

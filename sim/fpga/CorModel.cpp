@@ -46,17 +46,16 @@ void CCorModel::Command(uint8_t value)
 {
     if (value & 0x7C)
     {
-        Note("transducer identification command " + CFpgaTrace::Hex(&value, 1) +
-              (m_Setup.Fault("no-interrupt") ? ": interrupt withheld (fault)" : ": interrupt raised"));
+        Note("transducer identification command " + CFpgaTrace::Hex(&value, 1) + ": interrupt raised");
         RaiseInterrupt();
     }
     if (!(value & 1))
         return;
     const unsigned int count = ProgrammedSamples();
     const std::vector<uint8_t> amplitudes = m_Echo.Ping(count, m_Pings++);
-    std::vector<uint8_t> bytes(count * 4, 0);
+    std::vector<uint8_t> bytes(count * 2, 0);
     for (unsigned int i = 0; i < count; ++i)
-        bytes[i * 4] = amplitudes[i];
+        bytes[i * 2] = amplitudes[i];
     Fill(m_Fifo, bytes);
     RaiseInterrupt();
     Note("ping " + std::to_string(m_Pings) + ": " + std::to_string(count) + " samples, bottom at sample " +
@@ -86,6 +85,8 @@ bool CCorModel::ReadByte(uint16_t address, uint8_t& value)
         return true;
     case 82:
         value = FifoStatus(m_Fifo);
+        if (value == 5)
+            Note("FIFO status 5 instead of 4 (fault)");
         return true;
     default:
         if (!Writable(address))

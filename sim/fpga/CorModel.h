@@ -4,7 +4,7 @@
 #include "SpiPacketModel.h"
 
 // The Cor sounder FPGA of the QL4K, QL5K and QL6M modules: a flat register
-// file, the TVG, chirp and correlation tables, one ping data FIFO of 32-bit
+// file, the TVG, chirp and correlation tables, one ping data FIFO of 16-bit
 // samples (the magnitude in the low byte) and the transducer-ID interrupt.
 class CCorModel : public CSpiPacketModel
 {

@@ -3,6 +3,7 @@
 
 #include <set>
 #include <string>
+#include <vector>
 
 // One "fpga PATH MODEL [OPTION=VALUE...]" line of a unit: which device node
 // a simulated FPGA sits behind and how that unit's FPGA behaves.
@@ -27,7 +28,9 @@ struct FpgaSetup_T
     // The part after the keyword; false with a reason for a bad line.
     static bool Parse(const std::string& text, FpgaSetup_T& setup, std::string& error);
     static const char* const c_Models[];
-    static const char* const c_Faults[];
+    // The faults a model simulates, each with an effect some command shows.
+    static std::vector<std::string> Faults(const std::string& model);
+    static std::string List(const std::vector<std::string>& names);
 };
 
 #endif

@@ -88,7 +88,7 @@ int CLowscanSpiModel::Ioctl(unsigned long request, void* argument)
     }
     if (request == CSpiPacketModel::c_WaitInterrupt)
     {
-        const bool raised = m_Interrupt && !m_Setup.Fault("no-interrupt");
+        const bool raised = m_Interrupt;
         m_Interrupt = false;
         Trace(std::string("ioctl wait-interrupt -> ") + (raised ? "1" : "0 (none pending)"));
         return raised ? 1 : 0;

@@ -151,6 +151,9 @@ size_t CSpiPacketModel::Packet(const uint8_t* data, size_t left)
         reply[length] = static_cast<uint8_t>(replySum + 1);
     Trace(what + " -> " + CFpgaTrace::Hex(reply.data(), length, 8) + " sum " +
           CFpgaTrace::Hex(&reply[length], 1) + (m_Setup.Fault("bad-checksum") ? " (wrong: fault)" : ""));
+    for (const std::string& note : m_Notes)
+        Trace(note);
+    m_Notes.clear();
     Reply(reply.data(), reply.size());
     return 7 + length + 1;
 }
@@ -164,7 +167,7 @@ int CSpiPacketModel::Ioctl(unsigned long request, void* argument)
         return 0;
     case c_WaitInterrupt:
     {
-        const bool raised = m_Interrupt && !m_Setup.Fault("no-interrupt");
+        const bool raised = m_Interrupt;
         m_Interrupt = false;
         Trace(std::string("ioctl wait-interrupt -> ") + (raised ? "1" : "0 (none pending)"));
         return raised ? 1 : 0;

@@ -43,9 +43,11 @@ void Drain(int outFd, int errFd, std::string& out, std::string& err)
 }
 }
 
-RunResult_T RunOnUnit(const UnitRun_T& run, const std::vector<std::string>& extraEnv)
+RunResult_T RunOnUnit(const UnitRun_T& run, const std::vector<std::string>& extraEnv,
+                      const std::vector<std::string>& launcher)
 {
-    std::vector<std::string> cmd = {VUNIT_BINARY};
+    std::vector<std::string> cmd = launcher;
+    cmd.push_back(VUNIT_BINARY);
     if (!run.unitDir.empty())
         cmd.insert(cmd.end(), {"--unit-dir", run.unitDir});
     cmd.insert(cmd.end(), run.unitOptions.begin(), run.unitOptions.end());

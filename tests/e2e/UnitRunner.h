@@ -21,8 +21,10 @@ struct UnitRun_T
     std::string unitDir;                   // kept unit folder for inspecting files, or empty
 };
 
-// extraEnv: "NAME=VALUE" the board's environment holds besides PATH and LANG.
-RunResult_T RunOnUnit(const UnitRun_T& run, const std::vector<std::string>& extraEnv = {});
+// extraEnv: "NAME=VALUE" the board's environment holds besides PATH and LANG;
+// launcher: what starts vunit, such as {"/usr/bin/setpriv", ...}.
+RunResult_T RunOnUnit(const UnitRun_T& run, const std::vector<std::string>& extraEnv = {},
+                      const std::vector<std::string>& launcher = {});
 
 // A fresh folder for a kept unit, removed by the caller with RemoveTree.
 std::string MakeUnitDir();

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 namespace
 {
 const std::string c_Load = "cat /corvane/Application/QuenlorSounder/FPGAFirmware/QL4K_5K_A2_* > /dev/LSfpga0\n";
@@ -156,20 +158,66 @@ TEST(XkPing, TableFileVariations)
                          "Varrow\n"));
 }
 
-TEST(XkPing, FaultsOfTheSimulatedFpga)
+// Every fault the launcher accepts shows somewhere a person looks: in the
+// report, or on a line of the trace that names the fault.
+TEST(Faults, EachShowsOnACommandOfItsFamily)
 {
-    const std::vector<std::string> args = {"xkping", "/tmp/t.txt", "0", "4"};
-    const Ran_T clean = RunTable("ql4k", Table(), args);
-    for (const char* fault : {"bad-checksum", "fifo-status", "no-interrupt"})
+    const std::vector<std::string> xk = {"xkping", "/tmp/t.txt", "0", "4"};
+    const std::vector<std::string> lumet = {"lumetping", "200long"};
+    const std::vector<std::string> ping = {"ping", "200000", "210000", "27", "45", "0", "medium"};
+    const std::vector<std::string> load = {"loadfpgabinary"};
+    const std::string pk = "/dev/LSfpga0 lowscan-spi flash=1.2 adc=1000,1000,5";
+    const std::string table = UnitFile("/tmp/t.txt", Table());
+    const std::vector<std::string> pkEnv = {"PRODUCT_ID=Nx", "FPGA_CHANNEL_0_COMMS=/dev/LSfpga0"};
+    const struct
     {
-        const Ran_T ran = RunTable("ql4k", Table(), args, {"--fault", fault});
-        EXPECT_EQ(ran.output.text, clean.output.text) << fault;
-        EXPECT_EQ(ran.output.blocks, clean.output.blocks) << fault;
+        const char* profile;
+        std::vector<std::string> options;
+        std::vector<std::string> args;
+        std::string shown;  // in the report, or in the trace when the report is unchanged
+        bool traceOnly;
+    } cases[] = {
+        {"ql4k", {"--fault", "no-reply"}, load, "Firmware Version: 255.0\n", false},
+        {"ql4k", {"--file", table, "--fault", "bad-checksum"}, xk, "read 0x0052 [1] -> 04 sum 05 (wrong: fault)\n", true},
+        {"ql4k", {"--file", table, "--fault", "fifo-status"}, xk,
+         "LSfpga0 ioctl end-ping-read\nLSfpga0 read 0x0052 [1] -> 05 sum 05\n"
+         "LSfpga0 FIFO status 5 instead of 4 (fault)\nLSfpga0 write 0x0051 [1] 02\nLSfpga0 FIFO cleared\n", true},
+        {"ql4k", {"--file", table, "--fault", "short-ping"}, xk, "ERROR: Get ping failed with error code: 0.\n", false},
+        {"lumetv2", {"--fault", "no-reply"}, lumet, "Firmware Version: 255.0\n", false},
+        {"lumetv2", {"--fault", "bad-checksum"}, lumet, " (wrong: fault)\n", true},
+        {"lumetv2", {"--fault", "short-ping"}, lumet, std::string(1536, '0') + "<EndSonarFPGAData>", false},
+        {"lumetv2", {"--fault", "version0"}, load, "Firmware Version: 0.0\n", false},
+        {"varrow", {"--fault", "short-ping"}, ping, "return value: -171\n", false},
+        {"varrow", {"--fault", "version0"}, load, "Firmware Version: 0.4\n", false},
+        {"none", {"--device", "/dev/LSfpga0", "--fpga", pk + " fault=no-reply"}, {"watertemperature"},
+         "ERROR: Failed to get version.\n", false},
+        {"none", {"--device", "/dev/LSfpga0", "--fpga", pk + " fault=short-ping"}, ping, "return value: -171\n", false},
+    };
+    for (const auto& c : cases)
+    {
+        SCOPED_TRACE(c.options.back() + " on " + c.profile);
+        std::vector<std::string> clean = c.options;
+        clean.erase(clean.end() - 2, clean.end());
+        if (c.options[c.options.size() - 2] == "--fpga")
+            clean.insert(clean.end(), {"--fpga", pk});
+        const std::vector<std::string> env = c.profile == std::string("none") ? pkEnv : std::vector<std::string>();
+        const std::string dir = MakeUnitDir();
+        const std::string out = RunOnUnit({c.profile, c.options, c.args, dir}, env).out;
+        const std::string trace = Trace(dir);
+        RemoveTree(dir);
+        const std::string expected = RunOnUnit({c.profile, clean, c.args, ""}, env).out;
+        if (c.traceOnly)
+            EXPECT_EQ(SplitSampleBlocks(out).text, SplitSampleBlocks(expected).text);
+        else
+            EXPECT_NE(out, expected);
+        EXPECT_NE((c.traceOnly ? trace : out).find(c.shown), std::string::npos) << out << trace;
     }
-    EXPECT_NE(RunTable("ql4k", Table(), args, {"--fault", "fifo-status"}).trace.find("FIFO cleared"),
-              std::string::npos);
 
-    // A short read is reported, yet the run passes and shows no block.
-    EXPECT_EQ(RunTable("ql4k", Table(), args, {"--fault", "short-ping"}).output.text,
-              c_Load + Passed(args, c_Loading + c_FpgaNotice + "ERROR: Get ping failed with error code: 0.\n"));
+    // A whole ping read leaves the FIFO idle: status 4, nothing cleared.
+    const Ran_T clean = RunTable("ql4k", Table(), xk);
+    const std::string tail = "LSfpga0 ioctl end-ping-read\nLSfpga0 read 0x0052 [1] -> 04 sum 04\n";
+    EXPECT_EQ(clean.trace.substr(clean.trace.size() - std::min(clean.trace.size(), tail.size())), tail);
+    EXPECT_EQ(clean.trace.find("0x0051"), std::string::npos);
+    EXPECT_EQ(RunTable("ql4k", Table(), xk, {"--fault", "short-ping"}).output.text,
+              c_Load + Passed(xk, c_Loading + c_FpgaNotice + "ERROR: Get ping failed with error code: 0.\n"));
 }

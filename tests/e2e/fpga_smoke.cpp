@@ -93,12 +93,11 @@ int main(int argc, char* argv[])
         printf("configure %d %d %d\n", samplesResult, boostResult, fpga.UpdateFPGA());
         bFpgaCommandByte ping = {1};
         printf("ping %d\n", fpga.PingNow(ping));
-        std::vector<UINT8> storage(count * 4);
+        std::vector<UINT8> storage(count * 2);
         Buffer_Bytes_T buffer(storage.data(), storage.size());
         printf("getping %d\n", fpga.GetPing(&buffer));
         for (unsigned int i = 0; i < count; ++i)
-            samples.push_back(storage[i * 4] | storage[i * 4 + 1] << 8 | storage[i * 4 + 2] << 16 |
-                              static_cast<unsigned int>(storage[i * 4 + 3]) << 24);
+            samples.push_back(storage[i * 2] | storage[i * 2 + 1] << 8);
     }
     else if (family == "lumet" || family == "nr")
     {

@@ -5,7 +5,8 @@
 #include <net/if.h>
 
 // These tests change the network set-up, so they run only inside a network
-// namespace of their own (vunit --caps --net), where nothing leaves the machine.
+// namespace of their own (every unit has one unless --net), with root's
+// capabilities kept (vunit --caps); nothing leaves the machine.
 namespace
 {
 bool OnlyLoopbackExists()
@@ -24,7 +25,7 @@ bool Ip(const std::string& Arguments)
 
 TEST(OSSLinuxNetworkTest, SystemAddressIsTheLastMatchOfTheInterfaceKind)
 {
-    ASSERT_TRUE(OnlyLoopbackExists()) << "needs a network namespace of its own: run through vunit --caps --net";
+    ASSERT_TRUE(OnlyLoopbackExists()) << "needs a network namespace of its own: run through vunit --caps";
     // The dummy link type needs a kernel module; an empty bridge holds
     // addresses just as well and carries no traffic either.
     for (const std::string Name : {"ossa", "ossb"})

@@ -5,6 +5,17 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <csignal>
+#include <fcntl.h>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+
+namespace fs = std::filesystem;
 
 namespace
 {
@@ -31,11 +42,51 @@ bool Has(const std::string& text, const std::string& part)
 {
     return text.find(part) != std::string::npos;
 }
+
+// A private TMPDIR for the launcher's throw-away units, so a test sees all
+// that a run leaves behind, and nothing of the host's temporary folder.
+struct Scratch_T
+{
+    Scratch_T() : dir(MakeUnitDir()), saved(getenv("TMPDIR") ? getenv("TMPDIR") : "")
+    {
+        setenv("TMPDIR", dir.c_str(), 1);
+    }
+    ~Scratch_T()
+    {
+        saved.empty() ? unsetenv("TMPDIR") : setenv("TMPDIR", saved.c_str(), 1);
+        RemoveTree(dir);
+    }
+    // Every path below the folder, with the content of each file.
+    std::vector<std::string> Listing() const
+    {
+        std::vector<std::string> entries;
+        std::error_code ec;
+        for (auto it = fs::recursive_directory_iterator(dir, ec); !ec && it != fs::end(it); it.increment(ec))
+            entries.push_back(it->path().string().substr(dir.size()) +
+                              (it->is_regular_file() && !it->is_symlink() ? "=" + ReadHostFile(it->path()) : ""));
+        std::sort(entries.begin(), entries.end());
+        return entries;
+    }
+    std::string Put(const std::string& name, const std::string& content) const
+    {
+        fs::create_directories(fs::path(dir + "/" + name).parent_path());
+        std::ofstream(dir + "/" + name) << content;
+        return dir + "/" + name;
+    }
+    std::string dir;
+    std::string saved;
+};
+
+bool Gone(pid_t group)
+{
+    for (int i = 0; i < 200 && kill(-group, 0) == 0; ++i)
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    return kill(-group, 0) != 0;
+}
 }
 
-// What the sonarbench commands do not reach: the whole 32-bit Cor read-back
-// (the FIFO then idles), the Nr ADC read-back and the UART transport's own
-// time-out. The commands' end-to-end tests cover the rest.
+// What the sonarbench commands do not reach: the Nr ADC read-back and the
+// UART transport's own time-out. The commands' end-to-end tests cover the rest.
 TEST(FpgaUnit, TransportPathsTheCommandsLeaveOut)
 {
     const struct
@@ -46,8 +97,6 @@ TEST(FpgaUnit, TransportPathsTheCommandsLeaveOut)
         const char* out;    // what the program saw
         const char* trace;  // what the FPGA saw
     } cases[] = {
-        {"ql4k", "cor", {}, "getping 4096", "FIFO held 4096: f7 00 00 00 eb 00 00 00 ... (4096 bytes)\n"
-                                            "LSfpga0 ioctl end-ping-read\nLSfpga0 read 0x0052 [1] -> 04 sum 04\n"},
         {"nr1", "nr", {}, "watertemp 0 0x1a2b3c", "LSfpga0 read block 0x0084 [3] -> 3c 2b 1a"},
         {"varrow", "lowscan", {"--fault", "no-reply"}, "version 255.255 result -171", "ttyO1 no reply (fault)"},
     };
@@ -106,9 +155,162 @@ TEST(Launcher, DescribesWhatAUnitHolds)
                                  "fault=no-reply\n")) << amended.out;
     const RunResult_T display = RunOnUnit(UnitRun_T{"hz05", {"--describe"}, {}, ""});
     EXPECT_FALSE(Has(display.out, "fpga ")) << display.out;
+}
 
-    const RunResult_T wrong = RunOnUnit(UnitRun_T{"ql4k", {"--fpga", "/dev/LSfpga0 cor fault=melted", "--describe"},
-                                                  {}, ""});
-    EXPECT_EQ(2, wrong.status);
-    EXPECT_TRUE(Has(wrong.err, "bad FPGA option 'fault=melted'")) << wrong.err;
+TEST(Launcher, RefusesWhatWouldReachOutsideTheUnit)
+{
+    Scratch_T scratch;
+    scratch.Put("foreign/notes", "mine\n");
+    const std::string file = scratch.Put("file", "plain\n");
+    scratch.Put("profiles/bad.unit", "# a profile that climbs out\nfile /sys/../../escape 1\n");
+    fs::create_directory_symlink(scratch.dir + "/foreign", scratch.dir + "/link");
+    const std::vector<std::string> before = scratch.Listing();
+    const std::string cor = "no-reply, bad-checksum, fifo-status, short-ping, version0";
+    const struct
+    {
+        std::vector<std::string> options;
+        const char* profile;
+        std::string err;
+    } cases[] = {
+        {{"--file", "/../../escape=1"}, "varrow", "--file: '/../../escape' has an empty, '.' or '..' component"},
+        {{"--mode", "/VERSION/../../escape=000"}, "varrow", "--mode: '/VERSION/../../escape' has an empty, '.' or '..' component"},
+        {{"--dir", "/sys//x"}, "varrow", "--dir: '/sys//x' has an empty, '.' or '..' component"},
+        {{"--remove", "/corvane/."}, "varrow", "--remove: '/corvane/.' has an empty, '.' or '..' component"},
+        {{"--exec", "relative=1"}, "varrow", "--exec: 'relative' is not an absolute path"},
+        {{"--fpga", "/dev/../escape cor"}, "ql4k", "--fpga: '/dev/../escape' has an empty, '.' or '..' component"},
+        {{"--units", scratch.dir + "/profiles"}, "bad",
+         scratch.dir + "/profiles/bad.unit:2: '/sys/../../escape' has an empty, '.' or '..' component"},
+        {{"--unit-dir", "/"}, "varrow", "--unit-dir: the unit folder cannot be /"},
+        {{"--unit-dir", scratch.dir + "/foreign"}, "varrow", "--unit-dir: the unit folder " + scratch.dir +
+         "/foreign holds files vunit did not make; give a new or empty folder, or one of an earlier --unit-dir run"},
+        {{"--unit-dir", scratch.dir + "/link"}, "varrow", "--unit-dir: the unit folder " + scratch.dir +
+         "/link is a symbolic link"},
+        {{"--unit-dir", file}, "varrow", "--unit-dir: the unit folder " + file + " is not a folder"},
+        {{"--fault", "no-interrupt"}, "ql4k",
+         "--fault: the cor FPGA model of /dev/LSfpga0 has no fault 'no-interrupt'; its faults: " + cor},
+        {{"--fpga", "/dev/LSfpga0 cor fault=melted"}, "ql4k",
+         "--fpga: the cor FPGA model of /dev/LSfpga0 has no fault 'melted'; its faults: " + cor},
+        {{"--fault", "fifo-status"}, "varrow", "--fault: the lowscan-uart FPGA model of /dev/ttyO1 has no fault "
+         "'fifo-status'; its faults: no-reply, short-ping, version0"},
+        {{"--fault", "no-reply"}, "hz05", "--fault: the unit hz05 has no simulated FPGA, so it has no faults"},
+    };
+    for (const auto& c : cases)
+    {
+        const RunResult_T run = RunOnUnit({c.profile, c.options, {"batteryvoltage"}, ""});
+        EXPECT_EQ(2, run.status) << c.err;
+        EXPECT_EQ("", run.out) << c.err;
+        EXPECT_EQ("vunit: " + c.err + "\n", run.err);
+    }
+    EXPECT_EQ(before, scratch.Listing());
+    EXPECT_FALSE(fs::exists("/escape"));
+}
+
+// A kept unit starts each run from the profile alone: what a program left,
+// links included, is removed without being followed.
+TEST(Launcher, AKeptUnitIsRebuiltWithoutFollowingLinks)
+{
+    Scratch_T scratch;
+    const std::string unit = scratch.dir + "/unit", root = unit + "/root";
+    scratch.Put("host/file", "host file\n");
+    const std::vector<std::string> args = {"batteryvoltage"};
+    const std::string fresh = RunOnUnit({"varrow", {}, args, ""}).out;
+    EXPECT_EQ(fresh, RunOnUnit({"varrow", {}, args, unit}).out);
+
+    fs::remove(root + "/sys/devices/platform/varrow/product_id");
+    fs::create_symlink(scratch.dir + "/host/file", root + "/sys/devices/platform/varrow/product_id");
+    fs::remove_all(root + "/corvane");
+    fs::create_directory_symlink(scratch.dir + "/host", root + "/corvane");
+    scratch.Put("unit/root/stale/left", "over\n");
+    fs::permissions(root + "/sys/devices", fs::perms::none);
+    const std::vector<std::string> host = {"/host", "/host/file=host file\n"};
+
+    const std::vector<std::string> remove = {"--remove", "/sys/devices/platform/varrow/sonar_power"};
+    const RunResult_T again = RunOnUnit({"varrow", remove, args, unit});
+    EXPECT_EQ(RunOnUnit({"varrow", remove, args, ""}).out, again.out) << again.err;
+    EXPECT_FALSE(fs::exists(root + "/stale"));
+    EXPECT_FALSE(fs::is_symlink(root + "/corvane"));
+    std::vector<std::string> listing = scratch.Listing();
+    listing.erase(std::remove_if(listing.begin(), listing.end(),
+                                 [](const std::string& entry) { return entry.rfind("/unit", 0) == 0; }),
+                  listing.end());
+    EXPECT_EQ(host, listing);
+}
+
+// Ctrl-C reaches the whole process group, a TERM the launcher alone; either
+// way the program stops and the throw-away unit goes, while a kept unit stays.
+TEST(Launcher, StopSignalsEndTheRunAndRemoveTheThrowAwayUnit)
+{
+    const struct
+    {
+        int signal;
+        bool group, keep;
+    } cases[] = {{SIGINT, true, false}, {SIGTERM, false, false}, {SIGHUP, false, true}};
+    for (const auto& c : cases)
+    {
+        SCOPED_TRACE(c.signal);
+        Scratch_T scratch;
+        const std::string kept = scratch.dir + "/kept";
+        const pid_t pid = fork();
+        if (pid == 0)
+        {
+            setpgid(0, 0);
+            const int null = open("/dev/null", O_WRONLY);
+            dup2(null, STDOUT_FILENO);
+            if (c.keep)
+                execl(VUNIT_BINARY, VUNIT_BINARY, "--unit-dir", kept.c_str(), "ql4k", "speed", "0", nullptr);
+            execl(VUNIT_BINARY, VUNIT_BINARY, "ql4k", "speed", "0", nullptr);
+            _exit(127);
+        }
+        setpgid(pid, pid);
+        // Running once the FPGA has been reached.
+        bool running = false;
+        for (int i = 0; i < 1000 && !running; ++i)
+        {
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+            for (const std::string& entry : scratch.Listing())
+                running = running || Has(entry, "/root/vunit/fpga.trace=LSfpga0");
+        }
+        EXPECT_TRUE(running);
+        kill(c.group ? -pid : pid, c.signal);
+        int status = 0;
+        waitpid(pid, &status, 0);
+        EXPECT_TRUE(WIFEXITED(status));
+        EXPECT_EQ(128 + c.signal, WEXITSTATUS(status));
+        EXPECT_TRUE(Gone(pid)) << "a process of the unit is still running";
+        const std::vector<std::string> left = scratch.Listing();
+        if (c.keep)
+            EXPECT_TRUE(fs::exists(kept + "/root/vunit/fpga.trace"));
+        else
+            EXPECT_TRUE(left.empty()) << left.front();
+    }
+}
+
+// No network unless asked for, and no root needed where the kernel lets
+// users make namespaces.
+TEST(Launcher, UnitsHaveNoNetworkAndNeedNoRoot)
+{
+    const std::vector<std::string> readLink = {"--run", "/usr/bin/readlink", "/proc/self/ns/net"};
+    char host[64] = {};
+    ASSERT_GT(readlink("/proc/self/ns/net", host, sizeof host - 1), 0);
+    EXPECT_NE(std::string(host) + "\n", RunOnUnit({"none", {}, readLink, ""}).out);
+    EXPECT_EQ(std::string(host) + "\n", RunOnUnit({"none", {"--net"}, readLink, ""}).out);
+
+    Scratch_T scratch;
+    fs::permissions(scratch.dir, fs::perms::all | fs::perms::sticky_bit);
+    const std::vector<std::string> args = {"xkping", "200kHPShort.txt", "0", "64"};
+    const std::string asRoot = RunOnUnit({"ql4k", {}, args, ""}).out;
+    std::vector<std::string> launcher;
+    if (geteuid() == 0)
+    {
+        if (access("/usr/bin/setpriv", X_OK) != 0)
+            GTEST_SKIP() << "setpriv (util-linux) is missing: the unprivileged run was not tried";
+        launcher = {"/usr/bin/setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"};
+    }
+    const RunResult_T user = RunOnUnit({"ql4k", {}, args, ""}, {}, launcher);
+    if (user.status != 0 && Has(user.err, "Permission denied") && !Has(user.err, "bwrap"))
+        GTEST_SKIP() << "the build tree is not open to user 65534, so the unprivileged run was not tried: " << user.err;
+    if (user.status != 0 && Has(user.err, "bwrap"))
+        GTEST_SKIP() << "this machine does not let an unprivileged user run bubblewrap: " << user.err;
+    EXPECT_EQ(asRoot, user.out) << user.err;
+    EXPECT_TRUE(scratch.Listing().empty());
 }
