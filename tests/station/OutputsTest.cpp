@@ -20,7 +20,7 @@ protected:
         s_Dir = new QTemporaryDir;
         QFile plan(s_Dir->filePath("plan.txt"));
         ASSERT_TRUE(plan.open(QIODevice::WriteOnly));
-        plan.write("step xk xkping 200kHPShort.txt 0 2\nexpect peak 240..255\nexpect peak-index 5..9 from 32\n"
+        plan.write("step xk xkping 200kHPShort.txt 0 1\nexpect peak 240..255\nexpect peak-index 5..9 from 32\n"
                    "step volts batteryvoltage\nexpect reading 3012\n");
         plan.close();
         s_Run = RunStation({"run", plan.fileName(), "--unit", "ql4k", "--unit", "varrow", "--json", Path("r.json"),
@@ -61,8 +61,8 @@ TEST_F(Outputs, JsonHoldsEveryField)
     const QJsonObject xk = units[0]["steps"][0].toObject();
     EXPECT_EQ(xk.keys(), (QStringList{"blocks", "command", "errors", "exit_status", "expectations", "met", "name",
                                       "reading", "report", "samples", "seconds", "stderr", "unit_data", "verdict"}));
-    EXPECT_EQ(xk["command"].toArray(), (QJsonArray{"xkping", "200kHPShort.txt", "0", "2"}));
-    EXPECT_EQ(xk["samples"][0].toArray().size(), 512);
+    EXPECT_EQ(xk["command"].toArray(), (QJsonArray{"xkping", "200kHPShort.txt", "0", "1"}));
+    EXPECT_EQ(xk["samples"][0].toArray().size(), 1024);
     EXPECT_EQ(xk["blocks"][0]["lines"].toArray(),
               (QJsonArray{"Element: 1 Centre Freq: 1503 & RxBand: PingConfigRxBand_HF", "Samples: 1024 Buffer Bytes: 2048"}));
     EXPECT_TRUE(xk["report"].toString().contains("\nTest Result: Test Passed.\n"));
@@ -127,6 +127,6 @@ TEST_F(Outputs, HtmlReportIsAGridOfLinkedSelfContainedPages)
     for (const char* part : {">sample index</text>", ">amplitude</text>", "class=\"range peak\"",
                              "class=\"range peak-index\"", ">peak-index from 32 5..9</text>", "<polyline class=\"samples\""})
         EXPECT_TRUE(plot.contains(part)) << part;
-    EXPECT_EQ(plot.section("points=\"", 1).section('"', 0, 0).split(' ').size(), 512);
+    EXPECT_EQ(plot.section("points=\"", 1).section('"', 0, 0).split(' ').size(), 1024);
 }
 }
