@@ -94,11 +94,12 @@ TSQEventCode_T CFPGAIFLSUart::ConfigureSerialPort(int descriptor)
     }
 
     // 8 data bits, no parity, one stop bit; no output XON/XOFF, input flow
-    // control on; non-canonical without echo or signals; no output processing.
-    // Every other flag stays as the driver had it.
+    // control on; no input translation, so a sample byte 0x0D stays 0x0D;
+    // non-canonical without echo or signals; no output processing. Every
+    // other flag stays as the driver had it.
     Options.c_cflag &= ~(CSIZE | CSTOPB | PARENB);
     Options.c_cflag |= CS8;
-    Options.c_iflag &= ~IXON;
+    Options.c_iflag &= ~(IXON | ICRNL | INLCR | IGNCR | ISTRIP);
     Options.c_iflag |= IXOFF;
     Options.c_lflag &= ~(ICANON | ECHO | ECHOE | ISIG);
     Options.c_oflag &= ~OPOST;

@@ -10,7 +10,7 @@ namespace
 {
 void AppendParameterCountError(CSonarTestController& controller, std::string& output)
 {
-    controller.Message(std::string("ERROR: Incorrect Parameter Count.\n"), &output, false, true);
+    controller.Message(controller.OutputText(OUT_INCORRECT_PARAMETER_COUNT), &output, false, true);
 }
 
 bool IsFrequencyWord(const QString& word)

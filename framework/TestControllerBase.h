@@ -151,6 +151,9 @@ public:
     int RunProcess(QString command, std::string* output = nullptr, unsigned int timeoutSeconds = c_DefaultProcessTimeoutSeconds,
                    QProcess** process = nullptr, bool keepRunning = false, int quiet = 0);
 
+    // A row of the message table, for the front end's own messages.
+    std::string OutputText(OutputStrings_T key) { return m_OutputStrings[key]; }
+
     unsigned int GetProductId();
     QString GetUnitData(QString command);
 

@@ -1,6 +1,7 @@
 #include "SonarTestController.h"
 
 #include "FPGAIF.h"
+#include "LSFpgaCodec.h"
 #include "OSSLinuxFactory.h"
 #include "PingMetaData.h"
 
@@ -158,8 +159,9 @@ int CSonarTestController::Ping(std::string* output, double startFrequency, doubl
     }
 
     const unsigned char gainLevel = GetAppropriateAnalogueGainLevel(gain);
+    // Saturates as on the unit: a depth of -1 arrives as 4294967295.
     const unsigned int decimation =
-        static_cast<unsigned int>(static_cast<double>(depth) / c_MetresPerSampleAtRateOne / static_cast<double>(c_PingSamples));
+        LSFpga::ToUnsigned(static_cast<double>(depth) / c_MetresPerSampleAtRateOne / static_cast<double>(c_PingSamples));
 
     LSFpgaCompleteConfigure_T configuration = {};
     FillChannel(configuration.Channels[0], 0, ch0Period, startFrequency, endFrequency, decimation, gainLevel);

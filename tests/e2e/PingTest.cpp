@@ -37,11 +37,17 @@ TEST(Ping, TwoChannelPingOnTheUartProducts)
         std::string preamble;
         std::string parameters;
         const char* gainRegister;  // the analogue gain the FPGA received
+        const char* samplingA;     // the decimation rate in its upper half
     } cases[] = {
-        {"varrow", {"ping", "200000", "210000", "27", "45", "0", "medium"}, "", Parameters(45, 0, 76), "0x0000000a"},
-        {"varrowx", {"ping", "200000", "210000", "27", "45", "1", "HIGH"}, "", Parameters(0, 45, 76), "0x00000000"},
+        {"varrow", {"ping", "200000", "210000", "27", "45", "0", "medium"}, "", Parameters(45, 0, 76), "0x0000000a",
+         "0x004c0001"},
+        {"varrowx", {"ping", "200000", "210000", "27", "45", "1", "HIGH"}, "", Parameters(0, 45, 76), "0x00000000",
+         "0x004c0001"},
         {"ql1a", {"ping", "200000", "210000", "54", "45", "0", "low"}, c_QLSounderStopped, Parameters(45, 0, 152),
-         "0x00000014"},
+         "0x00000014", "0x00980001"},
+        // A depth of -1 reads as 4294967295: the rate saturates as on the unit.
+        {"varrow", {"ping", "200000", "210000", "-1", "45", "1", "low"}, "", Parameters(0, 45, -1), "0x00000014",
+         "0xffff0001"},
     };
     for (const auto& c : cases)
     {
@@ -53,6 +59,9 @@ TEST(Ping, TwoChannelPingOnTheUartProducts)
         ASSERT_EQ(run.blocks.size(), 1u) << c.profile;
         ExpectThreeDigitBlock(run.blocks[0], 993, c.profile);
         EXPECT_NE(Trace(dir).find(std::string("register 66 = ") + c.gainRegister + " (analogue gain)"),
+                  std::string::npos)
+            << c.profile;
+        EXPECT_NE(Trace(dir).find(std::string("register 33 = ") + c.samplingA + " (sampling A ch0)"),
                   std::string::npos)
             << c.profile;
         RemoveTree(dir);
