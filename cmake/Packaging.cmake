@@ -3,6 +3,10 @@
 # The factory scripts start ./sonarbench from their own folder, /corvane/Test.
 set(SONARBENCH_INSTALL_DIR /corvane/Test CACHE PATH "Where the package puts sonarbench on the unit")
 install(TARGETS sonarbench RUNTIME DESTINATION ${SONARBENCH_INSTALL_DIR})
+# A PC is a station too: the native package brings sonarstation beside the program.
+if(TARGET sonarstation)
+  install(TARGETS sonarstation RUNTIME DESTINATION ${SONARBENCH_INSTALL_DIR})
+endif()
 
 # The architecture is the one the program was built for, not the host's.
 # A cross build without Debian's multiarch names (Yocto, Buildroot) gets

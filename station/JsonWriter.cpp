@@ -1,0 +1,84 @@
+#include "JsonWriter.h"
+
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QSaveFile>
+
+namespace
+{
+QJsonArray Strings(const QStringList& list)
+{
+    return QJsonArray::fromStringList(list);
+}
+}
+
+QJsonObject CJsonWriter::Step(const StepResult_T& step) const
+{
+    QJsonObject unitData;
+    for (const auto& field : step.report.unitData)
+        unitData.insert(field.first, field.second);
+    QJsonArray samples;
+    QJsonArray blocks;
+    for (const SampleBlock_T& block : step.report.blocks)
+    {
+        QJsonArray values;
+        for (int sample : block.samples)
+            values.append(sample);
+        samples.append(values);
+        blocks.append(QJsonObject{{"format", block.commaSeparated ? "comma" : "three-digit"},
+                                  {"complete", block.complete},
+                                  {"well_formed", block.wellFormed},
+                                  {"lines", Strings(block.lines)}});
+    }
+    QJsonArray expectations;
+    for (const ExpectationResult_T& expectation : step.expectations)
+    {
+        QJsonObject object{{"key", expectation.key},
+                           {"expected", expectation.expected},
+                           {"measured", QJsonValue::fromVariant(expectation.measured)},
+                           {"met", expectation.met}};
+        if (expectation.from > 0)
+            object.insert("from", expectation.from);
+        expectations.append(object);
+    }
+    return QJsonObject{{"name", step.name},
+                       {"command", Strings(step.command)},
+                       {"verdict", step.verdict},
+                       {"errors", Strings(step.report.errors)},
+                       {"unit_data", unitData},
+                       {"reading", step.report.reading ? QJsonValue(*step.report.reading) : QJsonValue()},
+                       {"samples", samples},
+                       {"blocks", blocks},
+                       {"seconds", step.seconds},
+                       {"exit_status", step.exitStatus},
+                       {"report", QString::fromUtf8(step.text)},
+                       {"stderr", QString::fromUtf8(step.errors)},
+                       {"expectations", expectations},
+                       {"met", step.met}};
+}
+
+QByteArray CJsonWriter::Document(const StationResults_T& results) const
+{
+    QJsonArray units;
+    for (const UnitResult_T& unit : results.units)
+    {
+        QJsonArray steps;
+        for (const StepResult_T& step : unit.steps)
+            steps.append(Step(step));
+        units.append(QJsonObject{{"unit", unit.unit}, {"met", unit.met}, {"steps", steps}});
+    }
+    const QJsonObject root{{"plan", results.plan}, {"met", results.met}, {"units", units}};
+    return QJsonDocument(root).toJson(QJsonDocument::Indented);
+}
+
+bool CJsonWriter::Write(const QString& path, const StationResults_T& results, QString& error) const
+{
+    QSaveFile file(path);
+    if (!file.open(QIODevice::WriteOnly) || file.write(Document(results)) < 0 || !file.commit())
+    {
+        error = QString("%1: %2").arg(path, file.errorString());
+        return false;
+    }
+    return true;
+}

@@ -1,0 +1,115 @@
+#include "JunitWriter.h"
+
+#include <QSaveFile>
+#include <QXmlStreamWriter>
+
+namespace
+{
+QString Seconds(double seconds)
+{
+    return QString::number(seconds, 'f', 3);
+}
+}
+
+QString CJunitWriter::XmlText(const QString& text)
+{
+    QString result;
+    result.reserve(text.size());
+    for (int i = 0; i < text.size(); ++i)
+    {
+        const QChar c = text[i];
+        const ushort code = c.unicode();
+        const bool pair = c.isHighSurrogate() && i + 1 < text.size() && text[i + 1].isLowSurrogate();
+        if (pair)
+        {
+            result += c;
+            result += text[++i];
+        }
+        else if ((code >= 0x20 && code < 0xD800) || (code >= 0xE000 && code < 0xFFFE) || code == '\t' || code == '\n')
+            result += c;
+        else if (code != '\r')
+            result += QChar(0xFFFD);
+    }
+    return result;
+}
+
+void CJunitWriter::Suite(QXmlStreamWriter& xml, const UnitResult_T& unit) const
+{
+    int failures = 0;
+    double seconds = 0;
+    for (const StepResult_T& step : unit.steps)
+    {
+        failures += step.met ? 0 : 1;
+        seconds += step.seconds;
+    }
+    xml.writeStartElement("testsuite");
+    xml.writeAttribute("name", XmlText(unit.unit));
+    xml.writeAttribute("tests", QString::number(unit.steps.size()));
+    xml.writeAttribute("failures", QString::number(failures));
+    xml.writeAttribute("errors", "0");
+    xml.writeAttribute("time", Seconds(seconds));
+    for (const StepResult_T& step : unit.steps)
+    {
+        xml.writeStartElement("testcase");
+        xml.writeAttribute("classname", XmlText(unit.unit));
+        xml.writeAttribute("name", XmlText(step.name));
+        xml.writeAttribute("time", Seconds(step.seconds));
+        for (const ExpectationResult_T& expectation : step.expectations)
+        {
+            if (expectation.met)
+                continue;
+            const QString measured =
+                expectation.measured.isValid() ? expectation.measured.toString() : QString("nothing measured");
+            const QString message =
+                QString("%1: expected %2, measured %3").arg(expectation.Label(), expectation.expected, measured);
+            xml.writeStartElement("failure");
+            xml.writeAttribute("type", expectation.key);
+            xml.writeAttribute("message", XmlText(message));
+            xml.writeCharacters(XmlText(message));
+            xml.writeEndElement();
+        }
+        xml.writeTextElement("system-out", XmlText(QString::fromUtf8(step.text)));
+        if (!step.errors.isEmpty())
+            xml.writeTextElement("system-err", XmlText(QString::fromUtf8(step.errors)));
+        xml.writeEndElement();
+    }
+    xml.writeEndElement();
+}
+
+QByteArray CJunitWriter::Document(const StationResults_T& results) const
+{
+    QByteArray document;
+    QXmlStreamWriter xml(&document);
+    xml.setAutoFormatting(true);
+    xml.writeStartDocument();
+    int tests = 0;
+    int failures = 0;
+    for (const UnitResult_T& unit : results.units)
+        for (const StepResult_T& step : unit.steps)
+        {
+            ++tests;
+            failures += step.met ? 0 : 1;
+        }
+    xml.writeStartElement("testsuites");
+    xml.writeAttribute("name", XmlText(results.plan));
+    xml.writeAttribute("tests", QString::number(tests));
+    xml.writeAttribute("failures", QString::number(failures));
+    xml.writeAttribute("errors", "0");
+    xml.writeAttribute("time", Seconds(results.seconds));
+    for (const UnitResult_T& unit : results.units)
+        Suite(xml, unit);
+    xml.writeEndElement();
+    xml.writeEndDocument();
+    return document;
+}
+
+bool CJunitWriter::Write(const QString& path, const StationResults_T& results, QString& error) const
+{
+    QSaveFile file(path);
+    if (!file.open(QIODevice::WriteOnly) || file.write(Document(results)) < 0 || !file.commit())
+    {
+        error = QString("%1: %2").arg(path, file.errorString());
+        return false;
+    }
+    return true;
+}

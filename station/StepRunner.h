@@ -1,0 +1,25 @@
+// Runs one command of a unit as a child process with a time limit.
+#pragma once
+
+#include <QByteArray>
+#include <QStringList>
+
+struct RunResult_T
+{
+    QByteArray output; // standard output: the report
+    QByteArray errors; // standard error
+    int exitStatus = -1; // 128 + signal when killed, -1 when it never started
+    bool timedOut = false;
+    double seconds = 0;
+};
+
+class CStepRunner
+{
+public:
+    // The grace period a stopped command gets to clean up before it is killed.
+    explicit CStepRunner(double graceSeconds = 5) : m_GraceSeconds(graceSeconds) {}
+    RunResult_T Run(const QStringList& commandLine, double timeoutSeconds) const;
+
+private:
+    double m_GraceSeconds;
+};

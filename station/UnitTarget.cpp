@@ -1,0 +1,59 @@
+#include "UnitTarget.h"
+
+#include <QRegularExpression>
+
+#include <cstdlib>
+
+CUnitTarget CUnitTarget::Virtual(const QString& profile, const QString& vunit)
+{
+    CUnitTarget unit;
+    unit.m_Name = profile;
+    unit.m_Profile = profile;
+    unit.m_Vunit = vunit;
+    return unit;
+}
+
+bool CUnitTarget::Ssh(const QString& target, CUnitTarget& unit, QString& error)
+{
+    static const QRegularExpression form("^(([A-Za-z0-9_.-]+)@)?([A-Za-z0-9_.-]+)(:([0-9]{1,5}))?$");
+    const QRegularExpressionMatch match = form.match(target);
+    if (!match.hasMatch() || match.captured(3).startsWith('-') ||
+        (!match.captured(5).isEmpty() && (match.captured(5).toInt() < 1 || match.captured(5).toInt() > 65535)))
+    {
+        error = QString("--ssh takes [USER@]HOST[:PORT], not '%1'").arg(target);
+        return false;
+    }
+    unit = CUnitTarget();
+    unit.m_Name = "ssh:" + match.captured(3);
+    unit.m_Host = match.captured(1) + match.captured(3);
+    unit.m_Port = match.captured(5);
+    return true;
+}
+
+QString CUnitTarget::ShellQuoted(const QString& word)
+{
+    static const QRegularExpression plain("^[A-Za-z0-9_./=:,+%@-]+$");
+    if (plain.match(word).hasMatch())
+        return word;
+    QString quoted = word;
+    quoted.replace("'", "'\\''");
+    return "'" + quoted + "'";
+}
+
+QStringList CUnitTarget::CommandLine(const QStringList& command) const
+{
+    if (m_Host.isEmpty())
+        return QStringList{m_Vunit, m_Profile} + command;
+
+    QString remote = "cd /corvane/Test && ./sonarbench";
+    for (const QString& word : command)
+        remote += " " + ShellQuoted(word);
+    QStringList line{"ssh", "-o", "BatchMode=yes"};
+    // A station whose units need their own client settings names a config file.
+    const char* config = getenv("SONARSTATION_SSH_CONFIG");
+    if (config && *config)
+        line << "-F" << QString::fromLocal8Bit(config);
+    if (!m_Port.isEmpty())
+        line << "-p" << m_Port;
+    return line << m_Host << remote;
+}

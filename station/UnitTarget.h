@@ -1,0 +1,26 @@
+// Where a plan's steps run: a fresh virtual unit per step, or a real unit over ssh.
+#pragma once
+
+#include <QString>
+#include <QStringList>
+
+class CUnitTarget
+{
+public:
+    static CUnitTarget Virtual(const QString& profile, const QString& vunit);
+    // TARGET is [USER@]HOST[:PORT]; false with a message when it is not.
+    static bool Ssh(const QString& target, CUnitTarget& unit, QString& error);
+
+    const QString& Name() const { return m_Name; }
+    // The program and arguments that run "./sonarbench COMMAND..." on the unit.
+    QStringList CommandLine(const QStringList& command) const;
+
+    static QString ShellQuoted(const QString& word);
+
+private:
+    QString m_Name;
+    QString m_Vunit;   // virtual units
+    QString m_Profile;
+    QString m_Host;    // ssh units: [USER@]HOST
+    QString m_Port;
+};

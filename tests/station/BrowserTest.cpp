@@ -1,0 +1,127 @@
+// The HTML report in a real browser: headless Chromium takes screenshots of the
+// grid and of a plot page, and their pixels must show what the pages draw.
+#include "StationProcess.h"
+
+#include <QFile>
+#include <QProcess>
+#include <QStandardPaths>
+#include <QTemporaryDir>
+
+#include <cstdlib>
+#include <gtest/gtest.h>
+
+namespace
+{
+struct Image_T
+{
+    int width = 0;
+    int height = 0;
+    std::vector<unsigned char> rgb;
+};
+
+quint32 Be32(const QByteArray& bytes, int at)
+{
+    const auto* p = reinterpret_cast<const unsigned char*>(bytes.constData() + at);
+    return (quint32(p[0]) << 24) | (quint32(p[1]) << 16) | (quint32(p[2]) << 8) | p[3];
+}
+
+int Paeth(int a, int b, int c)
+{
+    const int p = a + b - c;
+    const int pa = std::abs(p - a), pb = std::abs(p - b), pc = std::abs(p - c);
+    return pa <= pb && pa <= pc ? a : (pb <= pc ? b : c);
+}
+
+// Just enough PNG for a browser's screenshot: 8-bit RGB or RGBA, not interlaced.
+bool DecodePng(const QByteArray& png, Image_T& image)
+{
+    if (!png.startsWith("\x89PNG\r\n\x1a\n") || png.mid(12, 4) != "IHDR")
+        return false;
+    image.width = static_cast<int>(Be32(png, 16));
+    image.height = static_cast<int>(Be32(png, 20));
+    const int channels = png[25] == 6 ? 4 : (png[25] == 2 ? 3 : 0);
+    if (png[24] != 8 || channels == 0 || png[28] != 0)
+        return false;
+    QByteArray idat;
+    for (int at = 8; at + 8 <= png.size(); at += 12 + static_cast<int>(Be32(png, at)))
+        if (png.mid(at + 4, 4) == "IDAT")
+            idat += png.mid(at + 8, static_cast<int>(Be32(png, at)));
+    const int stride = image.width * channels;
+    QByteArray size(4, 0);
+    const quint32 expected = static_cast<quint32>((stride + 1) * image.height);
+    for (int i = 0; i < 4; ++i)
+        size[i] = static_cast<char>(expected >> (24 - 8 * i));
+    const QByteArray raw = qUncompress(size + idat);
+    if (raw.size() != static_cast<int>(expected))
+        return false;
+    std::vector<unsigned char> previous(stride, 0), row(stride);
+    for (int y = 0; y < image.height; ++y)
+    {
+        const auto* line = reinterpret_cast<const unsigned char*>(raw.constData()) + y * (stride + 1);
+        for (int x = 0; x < stride; ++x)
+        {
+            const int a = x >= channels ? row[x - channels] : 0;
+            const int b = previous[x];
+            const int c = x >= channels ? previous[x - channels] : 0;
+            const int predictors[] = {0, a, b, (a + b) / 2, Paeth(a, b, c)};
+            row[x] = static_cast<unsigned char>(line[1 + x] + predictors[line[0] % 5]);
+        }
+        for (int x = 0; x < image.width; ++x)
+            image.rgb.insert(image.rgb.end(), row.begin() + x * channels, row.begin() + x * channels + 3);
+        previous = row;
+    }
+    return true;
+}
+
+int CountColour(const Image_T& image, int r, int g, int b, int tolerance)
+{
+    int count = 0;
+    for (size_t i = 0; i + 2 < image.rgb.size(); i += 3)
+        count += std::abs(image.rgb[i] - r) <= tolerance && std::abs(image.rgb[i + 1] - g) <= tolerance &&
+                 std::abs(image.rgb[i + 2] - b) <= tolerance;
+    return count;
+}
+
+Image_T Screenshot(const QString& chromium, const QString& page, const QString& png)
+{
+    QTemporaryDir profile;
+    QProcess browser;
+    browser.start(chromium, {"--headless", "--no-sandbox", "--disable-gpu", "--disable-quic", "--no-first-run",
+                             "--disable-background-networking", "--disable-component-update", "--disable-sync",
+                             "--hide-scrollbars", "--user-data-dir=" + profile.path(), "--screenshot=" + png,
+                             "--window-size=1200,900", "file://" + page});
+    EXPECT_TRUE(browser.waitForFinished(60000)) << page.toStdString();
+    QFile file(png);
+    Image_T image;
+    EXPECT_TRUE(file.open(QIODevice::ReadOnly)) << "no screenshot of " << page.toStdString()
+                                               << browser.readAllStandardError().toStdString();
+    EXPECT_TRUE(DecodePng(file.readAll(), image)) << png.toStdString();
+    return image;
+}
+
+TEST(Browser, ScreenshotsShowTheGridAndThePlot)
+{
+    const QString chromium = QStandardPaths::findExecutable("chromium");
+    if (chromium.isEmpty())
+        GTEST_SKIP() << "chromium not installed (Debian chromium): the HTML report is NOT checked in a browser";
+    QTemporaryDir dir;
+    const StationRun_T run = RunStation({"run", PlanFile("cor.txt"), "--unit", "ql4k", "--unit", "varrow", "--report",
+                                         dir.filePath("html")});
+    ASSERT_EQ(run.exitCode, 1) << run.errors.toStdString();
+
+    const Image_T grid = Screenshot(chromium, dir.filePath("html/index.html"), dir.filePath("index.png"));
+    EXPECT_EQ(grid.width, 1200);
+    EXPECT_EQ(grid.height, 900);
+    // The QL4K's four cells are green, the Varrow's red; each cell is some hundreds of pixels.
+    const int green = CountColour(grid, 0x8f, 0xd1, 0x9e, 2);
+    const int red = CountColour(grid, 0xf1, 0x9a, 0x94, 2);
+    EXPECT_GT(green, 4 * 300);
+    EXPECT_GT(red, 2 * 300);
+    EXPECT_LT(green + red, 1200 * 900 / 4);
+
+    const Image_T plot = Screenshot(chromium, dir.filePath("html/unit1-high-band.html"), dir.filePath("plot.png"));
+    ASSERT_EQ(plot.rgb.size(), 1200u * 900u * 3u);
+    EXPECT_GT(CountColour(plot, 0x1f, 0x4e, 0x9c, 40), 400) << "the sample trace";
+    EXPECT_GT(CountColour(plot, 0xff, 0xff, 0xff, 0), 1200 * 900 / 4) << "a white page";
+}
+}

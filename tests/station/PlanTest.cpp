@@ -1,0 +1,101 @@
+// Plan files: what is refused, with its line, and how expectations judge a step.
+#include "Plan.h"
+#include "ReportParser.h"
+#include "UnitTarget.h"
+
+#include <gtest/gtest.h>
+
+namespace
+{
+struct Refused_T
+{
+    const char* plan;
+    const char* message;
+};
+
+TEST(Plan, RefusesEveryMalformedLineNamingFileAndLine)
+{
+    const Refused_T cases[] = {
+        {"expect verdict passed\n", "p.txt:1: an expectation before the first step"},
+        {"timeout 5\n", "p.txt:1: a timeout before the first step"},
+        {"# c\n\nstep a\n", "p.txt:3: a step needs a name and a command: step NAME COMMAND [ARGUMENTS...]"},
+        {"step a/b ping\n", "p.txt:1: step name 'a/b' may hold only letters, digits, '_', '.' and '-'"},
+        {"step a sensepin\nstep a speed 1\n", "p.txt:2: step name 'a' is already used on line 1"},
+        {"step a sensepin\nrun a\n", "p.txt:2: unknown statement 'run' (step, expect or timeout)"},
+        {"step a sensepin\nexpect verdict ok\n", "p.txt:2: verdict must be passed, failed, performed or any, not 'ok'"},
+        {"step a sensepin\nexpect colour red\n",
+         "p.txt:2: unknown expectation 'colour' (verdict, reading, samples, peak, peak-index or mean)"},
+        {"step a sensepin\nexpect peak 1.5..3\n", "p.txt:2: peak takes MIN..MAX or one whole number, not '1.5..3'"},
+        {"step a sensepin\nexpect mean 2..x\n", "p.txt:2: mean takes MIN..MAX or one decimal number, not '2..x'"},
+        {"step a sensepin\nexpect samples 9..3\n", "p.txt:2: samples range '9..3' is empty: its minimum is above its maximum"},
+        {"step a sensepin\nexpect peak\n", "p.txt:2: an expectation is: expect KEY VALUE [from INDEX]"},
+        {"step a sensepin\nexpect reading 1 from 3\n", "p.txt:2: 'from' applies to the sample expectations only, not to reading"},
+        {"step a sensepin\nexpect peak 1\nexpect peak 2\n", "p.txt:3: step 'a' already has this peak expectation"},
+        {"step a sensepin\ntimeout 0\n", "p.txt:2: a timeout is: timeout SECONDS (a number above 0)"},
+        {"step a sensepin\ntimeout 1\ntimeout 2\n", "p.txt:3: step 'a' already has a timeout"},
+        {"# only a comment\n", "p.txt: the plan has no step"},
+    };
+    for (const Refused_T& c : cases)
+    {
+        CPlan plan;
+        QString error;
+        EXPECT_FALSE(plan.Parse(c.plan, "p.txt", error)) << c.plan;
+        EXPECT_EQ(error.toStdString(), c.message);
+    }
+}
+
+// Each step's expectations judged against one report, as "key expected measured met" lines.
+std::string Judge(const char* planText, const QByteArray& report, const QString& verdict = QString())
+{
+    CPlan plan;
+    QString error;
+    EXPECT_TRUE(plan.Parse(planText, "p.txt", error)) << error.toStdString();
+    const StepReport_T parsed = CReportParser().Parse(report);
+    std::string text;
+    for (const PlanStep_T& step : plan.Steps())
+        for (const CExpectation& expectation : step.expectations)
+        {
+            const ExpectationResult_T r = expectation.Evaluate(parsed, verdict.isEmpty() ? parsed.verdict : verdict);
+            text += QString("%1 %2 %3 %4\n")
+                        .arg(r.Label(), r.expected, r.measured.isValid() ? r.measured.toString() : "-",
+                             r.met ? "met" : "unmet")
+                        .toStdString();
+        }
+    return text;
+}
+
+TEST(Plan, ExpectationsJudgeTheFirstBlockAndTheVerdict)
+{
+    const QByteArray ping = "<SonarFPGAData>250200010200009<EndSonarFPGAData>\n<SonarFPGAData>999<EndSonarFPGAData>\n"
+                            "---------------------------------------------------\n./sonarbench ping \n\n"
+                            "Test Output: \nTest Result: Test Passed.\n";
+    const char* plan = "step p ping\n  # indented comment\n\texpect samples 5\nexpect peak 240..255\n"
+                       "expect peak-index 0\nexpect peak 200 from 1\nexpect peak-index 1..3 from 2\n"
+                       "expect mean 133.8..133.8\nexpect samples 3 from 2\ntimeout 0.5\n"
+                       "step q sensepin\nexpect verdict any\nexpect reading 3..4\n";
+    EXPECT_EQ(Judge(plan, ping), "verdict passed or performed passed met\nsamples 5 5 met\npeak 240..255 250 met\n"
+                                 "peak-index 0 0 met\npeak from 1 200 200 met\npeak-index from 2 1..3 3 met\n"
+                                 "mean 133.8 133.8 met\nsamples from 2 3 3 met\n"
+                                 "verdict any passed met\nreading 3..4 - unmet\n");
+    EXPECT_EQ(Judge("step t speed 0\nexpect verdict any\nexpect peak 1 from 9\n", "", "timeout"),
+              "verdict any timeout unmet\npeak from 9 1 - unmet\n");
+    EXPECT_EQ(Judge("step f x\nexpect verdict failed\n", "Test Result: Test Passed.\n"),
+              "verdict failed passed unmet\n");
+}
+
+TEST(UnitTarget, CommandLinesOfVirtualAndSshUnits)
+{
+    EXPECT_EQ(CUnitTarget::Virtual("ql4k", "/b/vunit").CommandLine({"xkping", "t.txt", "0", "2"}).join('|').toStdString(),
+              "/b/vunit|ql4k|xkping|t.txt|0|2");
+    CUnitTarget ssh;
+    QString error;
+    ASSERT_TRUE(CUnitTarget::Ssh("tester@unit-7.lan:2222", ssh, error));
+    EXPECT_EQ(ssh.Name().toStdString(), "ssh:unit-7.lan");
+    qunsetenv("SONARSTATION_SSH_CONFIG");
+    EXPECT_EQ(ssh.CommandLine({"batteryvoltage", "it's", "a;b"}).join('|').toStdString(),
+              "ssh|-o|BatchMode=yes|-p|2222|tester@unit-7.lan|"
+              "cd /corvane/Test && ./sonarbench batteryvoltage 'it'\\''s' 'a;b'");
+    for (const char* bad : {"-oProxyCommand=x", "host:0", "a b", "host:99999", ""})
+        EXPECT_FALSE(CUnitTarget::Ssh(bad, ssh, error)) << bad;
+}
+}

@@ -1,0 +1,116 @@
+// sonarstation end to end: plans on virtual units, time limits, the result files.
+#include "StationProcess.h"
+
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QJsonArray>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+namespace
+{
+QString WritePlan(const QTemporaryDir& dir, const char* text)
+{
+    QFile file(dir.filePath("plan.txt"));
+    EXPECT_TRUE(file.open(QIODevice::WriteOnly));
+    file.write(text);
+    return file.fileName();
+}
+
+TEST(StationRun, EachFamilyPlanPassesOnItsVirtualUnits)
+{
+    QTemporaryDir dir;
+    const struct { const char* plan; QStringList units; } runs[] = {
+        {"uart.txt", {"varrow", "ql1a"}}, {"cor.txt", {"ql4k"}}, {"lumet.txt", {"lumetv1", "lumetv6"}}};
+    for (const auto& run : runs)
+    {
+        QStringList arguments{"run", PlanFile(run.plan), "--json", dir.filePath("r.json")};
+        for (const QString& unit : run.units)
+            arguments << "--unit" << unit;
+        const StationRun_T result = RunStation(arguments);
+        EXPECT_EQ(result.exitCode, 0) << run.plan << result.errors.toStdString();
+        const QJsonArray units = ReadJson(dir.filePath("r.json"))["units"].toArray();
+        ASSERT_EQ(units.size(), run.units.size());
+        for (const QJsonValue unit : units)
+            EXPECT_TRUE(unit["met"].toBool()) << run.plan;
+    }
+}
+
+// The virtual QL4K's bottom lies at 12 m of 100: magnitude 122 of 1024.
+TEST(StationRun, TheBottomEchoLiesWhereTheUnitPutsIt)
+{
+    QTemporaryDir dir;
+    const QString plan = WritePlan(dir, "step echo xkping 200kHPShort.txt 0 1\nexpect peak-index 0..1000 from 32\n");
+    ASSERT_EQ(RunStation({"run", plan, "--unit", "ql4k", "--json", dir.filePath("r.json")}).exitCode, 0);
+    const QJsonObject step = ReadJson(dir.filePath("r.json"))["units"][0]["steps"][0].toObject();
+    EXPECT_EQ(step["expectations"][1]["measured"].toInt(), 1024 * 12 / 100);
+    EXPECT_EQ(step["samples"][0].toArray().size(), 1024);
+}
+
+TEST(StationRun, AStepOverItsTimeIsStoppedAndTheUnitGoesOn)
+{
+    QTemporaryDir dir;
+    QTemporaryDir tmp;
+    const QString plan = WritePlan(dir, "step endless speed 0\ntimeout 1\nstep after batteryvoltage\n");
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert("TMPDIR", tmp.path());
+    QElapsedTimer timer;
+    timer.start();
+    const StationRun_T run = RunStation({"run", plan, "--unit", "ql4k", "--json", dir.filePath("r.json")}, environment);
+    EXPECT_EQ(run.exitCode, 1);
+    EXPECT_LT(timer.elapsed(), 8000);
+    const QJsonArray steps = ReadJson(dir.filePath("r.json"))["units"][0]["steps"].toArray();
+    ASSERT_EQ(steps.size(), 2);
+    EXPECT_EQ(steps[0]["verdict"].toString(), "timeout");
+    EXPECT_FALSE(steps[0]["met"].toBool());
+    EXPECT_GE(steps[0]["seconds"].toDouble(), 1.0);
+    EXPECT_FALSE(steps[0]["report"].toString().contains("Test Result:"));
+    EXPECT_EQ(steps[1]["verdict"].toString(), "performed");
+    EXPECT_TRUE(steps[1]["met"].toBool());
+
+    EXPECT_EQ(QDir(tmp.path()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden), QStringList());
+    // Nothing of the unit runs on: no process names the private TMPDIR.
+    for (const QString& pid : QDir("/proc").entryList(QDir::Dirs))
+    {
+        QFile file("/proc/" + pid + "/environ");
+        if (pid.toInt() > 0 && file.open(QIODevice::ReadOnly))
+        {
+            EXPECT_FALSE(file.readAll().contains(tmp.path().toUtf8())) << "process " << pid.toStdString() << " left";
+        }
+    }
+}
+
+TEST(StationRun, UnitsRunAtTheSameTime)
+{
+    QTemporaryDir dir;
+    const QString plan = WritePlan(dir, "step count speed 1\n");
+    QElapsedTimer timer;
+    timer.start();
+    const StationRun_T run =
+        RunStation({"run", plan, "-j", "4", "--unit", "ql4k", "--unit", "ql5k", "--unit", "ql6m", "--unit", "ql4k"});
+    EXPECT_EQ(run.exitCode, 0) << run.errors.toStdString();
+    // Each unit takes two seconds; one after the other would take eight.
+    EXPECT_LT(timer.elapsed(), 6000);
+    EXPECT_EQ(run.errors.count(": passed, met ("), 4);
+}
+
+TEST(StationRun, RefusesBadPlansAndCommandLinesBeforeRunningAnything)
+{
+    QTemporaryDir dir;
+    const QString plan = WritePlan(dir, "step a sensepin\nexpect peak-index x\n");
+    const StationRun_T bad = RunStation({"run", plan, "--unit", "varrow"});
+    EXPECT_EQ(bad.exitCode, 2);
+    EXPECT_EQ(bad.errors.toStdString(), (plan + ":2: peak-index takes MIN..MAX or one whole number, not 'x'\n").toStdString());
+    const QStringList good{"run", PlanFile("uart.txt")};
+    for (const QStringList& arguments : {good, good + QStringList{"--unit"}, good + QStringList{"--unit", "a", "-j", "0"},
+                                         good + QStringList{"--ssh", "a b"}, good + QStringList{"--unit", "a", "--x"},
+                                         good + QStringList{"--unit", "a", "--vunit", "/nonexistent"}, QStringList{"go"}})
+    {
+        const StationRun_T run = RunStation(arguments);
+        EXPECT_EQ(run.exitCode, 2) << arguments.join(' ').toStdString();
+        EXPECT_TRUE(run.errors.contains("usage: sonarstation run PLAN")) << run.errors.toStdString();
+    }
+}
+}
