@@ -45,6 +45,8 @@ void CStation::RunUnit(const CUnitTarget& unit, UnitResult_T& result)
     result.met = true;
     for (const PlanStep_T& step : m_Plan.Steps())
     {
+        if (CStepRunner::StopRequested())
+            break;
         result.steps.push_back(RunStep(unit, step));
         result.met = result.met && result.steps.back().met;
         Report(unit.Name(), result.steps.back());

@@ -16,6 +16,8 @@ extern char** environ;
 
 namespace
 {
+volatile sig_atomic_t s_StopSignal = 0;
+
 // How long the output of a finished command may still trickle in from what it left behind.
 const qint64 c_DrainMilliseconds = 2000;
 
@@ -80,9 +82,21 @@ bool Spawn(const QStringList& commandLine, int out, int err, pid_t& pid)
 }
 }
 
+void CStepRunner::RequestStop(int signal)
+{
+    s_StopSignal = signal;
+}
+
+int CStepRunner::StopRequested()
+{
+    return s_StopSignal;
+}
+
 RunResult_T CStepRunner::Run(const QStringList& commandLine, double timeoutSeconds) const
 {
     RunResult_T result;
+    if (s_StopSignal)
+        return result;
     QElapsedTimer timer;
     timer.start();
     int out[2];
@@ -125,10 +139,10 @@ RunResult_T CStepRunner::Run(const QStringList& commandLine, double timeoutSecon
         }
         if (exitedAt >= 0 && now - exitedAt > c_DrainMilliseconds)
             break;
-        if (exitedAt < 0 && stoppedAt < 0 && now > limit)
+        if (exitedAt < 0 && stoppedAt < 0 && (now > limit || s_StopSignal))
         {
             // The command gets the chance to stop its unit and remove it.
-            result.timedOut = true;
+            result.timedOut = !s_StopSignal;
             kill(pid, SIGTERM);
             stoppedAt = now;
         }

@@ -20,6 +20,12 @@ public:
     explicit CStepRunner(double graceSeconds = 5) : m_GraceSeconds(graceSeconds) {}
     RunResult_T Run(const QStringList& commandLine, double timeoutSeconds) const;
 
+    // From a signal handler: every running command is stopped as on a time-out
+    // (its unit cleaned up), and no new one starts.
+    static void RequestStop(int signal);
+    // The signal that asked for the stop, or 0.
+    static int StopRequested();
+
 private:
     double m_GraceSeconds;
 };

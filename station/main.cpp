@@ -11,6 +11,7 @@
 #include <QElapsedTimer>
 #include <QFile>
 
+#include <csignal>
 #include <cstdio>
 
 namespace
@@ -36,6 +37,16 @@ int ParseBench(const QStringList& arguments)
     const double micro = static_cast<double>(timer.nsecsElapsed()) / 1000.0 / repeats;
     printf("parsed %d bytes, %zu samples: %.1f us a report\n", text.size(), samples / repeats, micro);
     return 0;
+}
+
+// Ctrl-C and the like stop the units' commands, so nothing of theirs runs on.
+void CatchStopSignals()
+{
+    struct sigaction action = {};
+    action.sa_handler = CStepRunner::RequestStop;
+    sigemptyset(&action.sa_mask);
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP})
+        sigaction(signal, &action, nullptr);
 }
 
 bool WriteOutputs(const StationOptions_T& options, const StationResults_T& results)
@@ -81,6 +92,7 @@ int main(int argc, char** argv)
         return 2;
     }
 
+    CatchStopSignals();
     CStation station(plan, options.units, options.jobs, stderr);
     const StationResults_T results = station.Run(options.plan);
     size_t steps = 0;
@@ -93,7 +105,13 @@ int main(int argc, char** argv)
         }
     fprintf(stderr, "%zu units, %zu steps: %zu met, %zu not met (%.2f s, -j %d)\n", results.units.size(), steps,
             steps - unmet, unmet, results.seconds, options.jobs);
+    // What was gathered before a stop is written all the same.
     if (!WriteOutputs(options, results))
         return 1;
+    if (const int signal = CStepRunner::StopRequested())
+    {
+        fprintf(stderr, "sonarstation: stopped by signal %d\n", signal);
+        return 128 + signal;
+    }
     return results.met ? 0 : 1;
 }

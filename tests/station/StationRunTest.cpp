@@ -5,7 +5,11 @@
 #include <QElapsedTimer>
 #include <QFile>
 #include <QJsonArray>
+#include <QProcess>
 #include <QTemporaryDir>
+#include <QThread>
+
+#include <csignal>
 
 #include <gtest/gtest.h>
 
@@ -17,6 +21,20 @@ QString WritePlan(const QTemporaryDir& dir, const char* text)
     EXPECT_TRUE(file.open(QIODevice::WriteOnly));
     file.write(text);
     return file.fileName();
+}
+
+// No unit folder under the private TMPDIR and no process that names it.
+void ExpectNothingLeftOf(const QString& tmp)
+{
+    EXPECT_EQ(QDir(tmp).entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden), QStringList());
+    for (const QString& pid : QDir("/proc").entryList(QDir::Dirs))
+    {
+        QFile file("/proc/" + pid + "/environ");
+        if (pid.toInt() > 0 && file.open(QIODevice::ReadOnly))
+        {
+            EXPECT_FALSE(file.readAll().contains(tmp.toUtf8())) << "process " << pid.toStdString() << " left";
+        }
+    }
 }
 
 TEST(StationRun, EachFamilyPlanPassesOnItsVirtualUnits)
@@ -70,16 +88,22 @@ TEST(StationRun, AStepOverItsTimeIsStoppedAndTheUnitGoesOn)
     EXPECT_EQ(steps[1]["verdict"].toString(), "performed");
     EXPECT_TRUE(steps[1]["met"].toBool());
 
-    EXPECT_EQ(QDir(tmp.path()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden), QStringList());
-    // Nothing of the unit runs on: no process names the private TMPDIR.
-    for (const QString& pid : QDir("/proc").entryList(QDir::Dirs))
-    {
-        QFile file("/proc/" + pid + "/environ");
-        if (pid.toInt() > 0 && file.open(QIODevice::ReadOnly))
-        {
-            EXPECT_FALSE(file.readAll().contains(tmp.path().toUtf8())) << "process " << pid.toStdString() << " left";
-        }
-    }
+    ExpectNothingLeftOf(tmp.path());
+
+    // Ctrl-C stops the running step the same way, writes what it has and ends.
+    const QString endless = WritePlan(dir, "step endless speed 0\nstep after batteryvoltage\n");
+    QProcess station;
+    station.setProcessEnvironment(environment);
+    station.start(SONARSTATION_BINARY, {"run", endless, "--unit", "ql4k", "--json", dir.filePath("s.json")});
+    ASSERT_TRUE(station.waitForStarted());
+    QThread::msleep(1500);
+    kill(static_cast<pid_t>(station.processId()), SIGINT);
+    ASSERT_TRUE(station.waitForFinished(10000));
+    EXPECT_EQ(station.exitCode(), 130);
+    const QJsonArray stopped = ReadJson(dir.filePath("s.json"))["units"][0]["steps"].toArray();
+    ASSERT_EQ(stopped.size(), 1);
+    EXPECT_EQ(stopped[0]["verdict"].toString(), "none");
+    ExpectNothingLeftOf(tmp.path());
 }
 
 TEST(StationRun, UnitsRunAtTheSameTime)
