@@ -13,6 +13,8 @@ const char* const c_Lumet = "Lumet_FPGA*";
 // variables, stops the module sounder, power switch, firmware folder, pattern,
 // echo before the load, unreachable pattern, refused by ping, xK ADC code,
 // channel picks the FPGA, lumetping without a load, lumetping without channel 0.
+// A table reads best a row to a line or two.
+// clang-format off
 const Product_T c_Products[] = {
     {PRODUCT_NONE, "", nullptr, ENV_UNKNOWN, COMMS_NONE, {}, false, POWER_NOTICE, FOLDER_PRODUCT, nullptr, false,
      nullptr, false, -1, false, false, false},
@@ -86,6 +88,7 @@ const Product_T c_Products[] = {
     {PRODUCT_NR3, "Nr3", "PRODUCT_ID=N41018", ENV_PELION_SOUNDER, COMMS_FPGA0, {}, false, POWER_PELION,
      FOLDER_PRODUCT, "Pleq2_FPGA*.rbf", false, nullptr, false, -1, false, false, false},
 };
+// clang-format on
 }
 
 const char* const c_SharedEnvironment[] = {
