@@ -28,8 +28,8 @@ size_t CDatabaseLumetPingMetaData::MessageSize_Bytes() const
     // more: both pointers are 4 bytes wider, the coefficient vector 12, and
     // aligning that vector takes 4.
     const size_t c_MessageSize_Bytes = 10468;
-    const size_t c_Measured = offsetof(CDatabaseLumetPingMetaData, m_ProcessedPingData) +
-                              sizeof(m_ProcessedPingData) - offsetof(CDatabaseLumetPingMetaData, m_Active);
+    const size_t c_Measured = offsetof(CDatabaseLumetPingMetaData, m_ProcessedPingData) + sizeof(m_ProcessedPingData) -
+                              offsetof(CDatabaseLumetPingMetaData, m_Active);
     static_assert(c_Measured == c_MessageSize_Bytes + (sizeof(void*) == 8 ? 28 : 0),
                   "the record's message no longer measures 10468 bytes on the unit");
     return c_MessageSize_Bytes;
@@ -56,16 +56,14 @@ TSQEventCode_T CDatabaseLumetPingMetaData::writeDB()
         m_Active, m_Channel, static_cast<size_t>(Sampling.NumberOfSamples), Sampling.CalculatedSteppedAnalogueGain,
         static_cast<int>(Sampling.BasebandCentreFreq), static_cast<size_t>(Ping.SubSampleRate), Ping.StartFreq,
         Ping.EndFreq, static_cast<int>(Ping.ChirpStartFreq), static_cast<int>(Ping.ChirpEndFreq),
-        static_cast<int>(Ping.ChirpIncrement), static_cast<size_t>(Ping.BurstLengthInFullCycles),
-        Ping.WorkingDepth, Ping.RequestedDepth, Ping.DistancePerSample, static_cast<size_t>(Ping.StartSample),
-        static_cast<size_t>(Ping.NumberOfSamplesToProcess),
-        Ping.CurrentGainLevelPercent, Ping.CurrentGainLevel, Ping.CurrentColourGainLevelPercent,
-        Ping.CurrentColourGainLevel, Ping.CurrentClutterLevelPercent, Ping.CurrentClutterLevel,
-        Ping.CurrentBandwidthPercent, Ping.CurrentBurstLengthValueInSec, Ping.CalculatedBoostLevel,
-        Ping.CurrentBurstLengthAsPercent, static_cast<size_t>(Ping.NumberOfSamplesToDisplay),
-        static_cast<size_t>(Ping.SampleDelay),
-        Ping.CorrectionFactor, Ping.BurstLengthCorrectionFactor, Ping.SteppedGainCorrectionFactor,
-        Ping.PreviousDepth, m_CorrelationTable.DownShift, m_CorrelationTable.Scaling);
+        static_cast<int>(Ping.ChirpIncrement), static_cast<size_t>(Ping.BurstLengthInFullCycles), Ping.WorkingDepth,
+        Ping.RequestedDepth, Ping.DistancePerSample, static_cast<size_t>(Ping.StartSample),
+        static_cast<size_t>(Ping.NumberOfSamplesToProcess), Ping.CurrentGainLevelPercent, Ping.CurrentGainLevel,
+        Ping.CurrentColourGainLevelPercent, Ping.CurrentColourGainLevel, Ping.CurrentClutterLevelPercent,
+        Ping.CurrentClutterLevel, Ping.CurrentBandwidthPercent, Ping.CurrentBurstLengthValueInSec,
+        Ping.CalculatedBoostLevel, Ping.CurrentBurstLengthAsPercent, static_cast<size_t>(Ping.NumberOfSamplesToDisplay),
+        static_cast<size_t>(Ping.SampleDelay), Ping.CorrectionFactor, Ping.BurstLengthCorrectionFactor,
+        Ping.SteppedGainCorrectionFactor, Ping.PreviousDepth, m_CorrelationTable.DownShift, m_CorrelationTable.Scaling);
     assert(bytesWritten > 0);
     assert(static_cast<size_t>(bytesWritten) < sizeof(writeBuffer));
     if (File.Write(writeBuffer, c_Origin) != c_TSQ_Success)

@@ -46,23 +46,22 @@ TSQEventCode_T CDatabasePingMetaData::writeDB()
     // readers of the file rely on that order.
     char writeBuffer[1024] = {};
     const LowscanCoefs_T& Coefs = m_Coefs;
-    const int bytesWritten = snprintf(
-        writeBuffer, sizeof(writeBuffer),
-        "%d\n%d\n%zu\n%f\n%f\n%d\n%d\n%d\n%d\n%f\n%d\n"           // up to the start sample
-        "%f\n%f\n%zu\n"                                           // colour gain, gain, samples to process
-        "%d\n%f\n%d\n%f\n%d\n%f\n%d\n%f\n%d\n%d\n%d\n%zu\n%zu\n"  // display settings
-        "%f\n%f\n%f\n%d\n",                                       // corrections, previous depth
-        m_Active, m_Channel, static_cast<size_t>(Coefs.NumberOfSamples), Coefs.StartFreq, Coefs.EndFreq,
-        static_cast<int>(Coefs.NumberOfFullCycles), static_cast<int>(Coefs.DecimationRate), Coefs.WorkingDepth,
-        Coefs.RequestedDepth, Coefs.DistancePerSample, static_cast<int>(Coefs.StartSample),
-        Coefs.ColourGain, Coefs.Gain, static_cast<size_t>(Coefs.NumberOfSamplesToProcess),
-        Coefs.CurrentGainLevelPercent, Coefs.CurrentGainLevel, Coefs.CurrentColourGainLevelPercent,
-        Coefs.CurrentColourGainLevel, Coefs.CurrentClutterLevelPercent, Coefs.CurrentClutterLevel,
-        Coefs.CurrentBandwidthPercent, Coefs.CurrentBurstLengthValueInSec, Coefs.CalculatedSteppedAnalogueGain,
-        Coefs.CalculatedBoostLevel, Coefs.CurrentBurstLengthAsPercent,
-        static_cast<size_t>(Coefs.NumberOfSamplesToDisplay), static_cast<size_t>(Coefs.SampleDelay),
-        Coefs.CorrectionFactor, Coefs.BurstLengthCorrectionFactor, Coefs.SteppedGainCorrectionFactor,
-        Coefs.PreviousDepth);
+    const int bytesWritten =
+        snprintf(writeBuffer, sizeof(writeBuffer),
+                 "%d\n%d\n%zu\n%f\n%f\n%d\n%d\n%d\n%d\n%f\n%d\n"           // up to the start sample
+                 "%f\n%f\n%zu\n"                                           // colour gain, gain, samples to process
+                 "%d\n%f\n%d\n%f\n%d\n%f\n%d\n%f\n%d\n%d\n%d\n%zu\n%zu\n"  // display settings
+                 "%f\n%f\n%f\n%d\n",                                       // corrections, previous depth
+                 m_Active, m_Channel, static_cast<size_t>(Coefs.NumberOfSamples), Coefs.StartFreq, Coefs.EndFreq,
+                 static_cast<int>(Coefs.NumberOfFullCycles), static_cast<int>(Coefs.DecimationRate), Coefs.WorkingDepth,
+                 Coefs.RequestedDepth, Coefs.DistancePerSample, static_cast<int>(Coefs.StartSample), Coefs.ColourGain,
+                 Coefs.Gain, static_cast<size_t>(Coefs.NumberOfSamplesToProcess), Coefs.CurrentGainLevelPercent,
+                 Coefs.CurrentGainLevel, Coefs.CurrentColourGainLevelPercent, Coefs.CurrentColourGainLevel,
+                 Coefs.CurrentClutterLevelPercent, Coefs.CurrentClutterLevel, Coefs.CurrentBandwidthPercent,
+                 Coefs.CurrentBurstLengthValueInSec, Coefs.CalculatedSteppedAnalogueGain, Coefs.CalculatedBoostLevel,
+                 Coefs.CurrentBurstLengthAsPercent, static_cast<size_t>(Coefs.NumberOfSamplesToDisplay),
+                 static_cast<size_t>(Coefs.SampleDelay), Coefs.CorrectionFactor, Coefs.BurstLengthCorrectionFactor,
+                 Coefs.SteppedGainCorrectionFactor, Coefs.PreviousDepth);
     assert(bytesWritten > 0);
     assert(static_cast<size_t>(bytesWritten) < sizeof(writeBuffer));
 

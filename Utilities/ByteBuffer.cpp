@@ -7,9 +7,7 @@ Buffer_Bytes_T::Buffer_Bytes_T(UINT8* pData, size_t SizeBytes)
 {
 }
 
-Buffer_Bytes_T::~Buffer_Bytes_T()
-{
-}
+Buffer_Bytes_T::~Buffer_Bytes_T() {}
 
 void Buffer_Bytes_T::size(size_t NewSize) const
 {

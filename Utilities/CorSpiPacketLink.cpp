@@ -34,8 +34,8 @@ std::string Hex(unsigned Value)
 }
 }
 
-CCorSpiPacketLink::CCorSpiPacketLink(const char* ClassName, const std::string& SerialDevicePath,
-                                     IOSSFactory* pFactory, UINT32 FpgaClockHz)
+CCorSpiPacketLink::CCorSpiPacketLink(const char* ClassName, const std::string& SerialDevicePath, IOSSFactory* pFactory,
+                                     UINT32 FpgaClockHz)
     : m_ErrorCode(0),
       m_SerialPort(nullptr),
       m_pFactory(pFactory),
@@ -119,8 +119,8 @@ TSQEventCode_T CCorSpiPacketLink::CreateCommandPacket(Buffer_Bytes_T* Data, unsi
         const size_t Chunk = std::min(c_CorFpgaMaxPayload, Count - Taken);
         Buffer_Bytes_T Part(Data->data() + Taken, Chunk);
         // The address space is 16 bits; a long table wraps to its start.
-        Result = PopulateCommandPacket(&Part, static_cast<unsigned short>((Address + Taken) % 65536), bRead,
-                                       bBlock, false);
+        Result =
+            PopulateCommandPacket(&Part, static_cast<unsigned short>((Address + Taken) % 65536), bRead, bBlock, false);
         Taken += Chunk;
     }
     return Result;
@@ -213,8 +213,7 @@ TSQEventCode_T CCorSpiPacketLink::WaitOnInterrupt()
     return m_SerialPort->Ioctl(c_CorSpiIoctlWaitForInterrupt, nullptr) ? 1 : 0;
 }
 
-TSQEventCode_T CCorSpiPacketLink::TestFPGAAccess(Buffer_Bytes_T* Data, unsigned short Address, bool bRead,
-                                                 bool bBlock)
+TSQEventCode_T CCorSpiPacketLink::TestFPGAAccess(Buffer_Bytes_T* Data, unsigned short Address, bool bRead, bool bBlock)
 {
     const TSQEventCode_T Result = CreateCommandPacket(Data, Address, bRead, bBlock, false);
     const size_t Moved = bRead ? ReceiveDataFromFPGA(Data) : TransmitDataToFPGA();
@@ -238,8 +237,7 @@ TSQEventCode_T CCorSpiPacketLink::SetFree()
     return 0;
 }
 
-TSQEventCode_T CCorSpiPacketLink::QueueValue(CorFPGAAddress_T Address, UINT32 Value, unsigned Bytes,
-                                             ByteRule_T Rule)
+TSQEventCode_T CCorSpiPacketLink::QueueValue(CorFPGAAddress_T Address, UINT32 Value, unsigned Bytes, ByteRule_T Rule)
 {
     TSQEventCode_T Result = 0;
     for (unsigned i = 0; i < Bytes; ++i)

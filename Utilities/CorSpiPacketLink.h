@@ -51,8 +51,8 @@ protected:
     // How a register wider than a byte goes out as one-byte packets.
     enum ByteRule_T
     {
-        eQueueEveryByte,       // all bytes queued, the last result counts
-        eStopAtFirstFailure    // a byte is queued only after the one before it
+        eQueueEveryByte,     // all bytes queued, the last result counts
+        eStopAtFirstFailure  // a byte is queued only after the one before it
     };
     TSQEventCode_T QueueValue(CorFPGAAddress_T Address, UINT32 Value, unsigned Bytes, ByteRule_T Rule);
     TSQEventCode_T QueueByte(CorFPGAAddress_T Address, UINT8 Value);

@@ -24,8 +24,7 @@ constexpr UINT32 c_LumetVariantNr = 8;
 // A transport that could not open its device is kept; its code is the only
 // trace of the failure, so it goes out with the announcement.
 template <typename Transport_T>
-void ReportErrorCode(IOSSFactory* pFactory, const Transport_T* pTransport, const char* Fetching,
-                     const char* Missing)
+void ReportErrorCode(IOSSFactory* pFactory, const Transport_T* pTransport, const char* Fetching, const char* Missing)
 {
     if (pTransport)
         pFactory->SendEvent(c_EventInformation, pTransport->GetErrorCode(), c_Origin, Fetching);
@@ -73,9 +72,7 @@ CFPGAIF::CFPGAIF(IOSSFactory* pFactory, XdcrElementIndex_T element)
 }
 
 // The transports stay: their device nodes remain open until the process ends.
-CFPGAIF::~CFPGAIF()
-{
-}
+CFPGAIF::~CFPGAIF() {}
 
 // Compared over the part number's length only, so an identity with a suffix
 // still names its model. An unset variable names no model.
@@ -92,17 +89,17 @@ FpgaInterfaceType_T CFPGAIF::MatchProduct()
         const char* Variable;
         FpgaInterfaceType_T Type;
     } c_Products[] = {
-        {"PRODUCT_ID_LUMETV1", eFpgaIfLumetSpi},   {"PRODUCT_ID_LUMETV2", eFpgaIfLumetSpi},
-        {"PRODUCT_ID_LUMETV3", eFpgaIfLumetSpi},   {"PRODUCT_ID_LUMETV4", eFpgaIfLumetSpi},
-        {"PRODUCT_ID_LUMETV5", eFpgaIfLumetSpi},   {"PRODUCT_ID_LUMETV6", eFpgaIfLumetSpi},
-        {"PRODUCT_ID_LUMETV7", eFpgaIfLumetSpi},   {"PRODUCT_ID_TESSFINV1", eFpgaIfLumetSpi},
-        {"PRODUCT_ID_Nr1", eFpgaIfLumetSpi},       {"PRODUCT_ID_Nr2", eFpgaIfLumetSpi},
-        {"PRODUCT_ID_Nr3", eFpgaIfLumetSpi},       {"PRODUCT_ID_Varrow", eFpgaIfVarrowUart},
+        {"PRODUCT_ID_LUMETV1", eFpgaIfLumetSpi},    {"PRODUCT_ID_LUMETV2", eFpgaIfLumetSpi},
+        {"PRODUCT_ID_LUMETV3", eFpgaIfLumetSpi},    {"PRODUCT_ID_LUMETV4", eFpgaIfLumetSpi},
+        {"PRODUCT_ID_LUMETV5", eFpgaIfLumetSpi},    {"PRODUCT_ID_LUMETV6", eFpgaIfLumetSpi},
+        {"PRODUCT_ID_LUMETV7", eFpgaIfLumetSpi},    {"PRODUCT_ID_TESSFINV1", eFpgaIfLumetSpi},
+        {"PRODUCT_ID_Nr1", eFpgaIfLumetSpi},        {"PRODUCT_ID_Nr2", eFpgaIfLumetSpi},
+        {"PRODUCT_ID_Nr3", eFpgaIfLumetSpi},        {"PRODUCT_ID_Varrow", eFpgaIfVarrowUart},
         {"PRODUCT_ID_VarrowX", eFpgaIfVarrowXUart}, {"PRODUCT_ID_Pk1", eFpgaIfLSSpi},
-        {"PRODUCT_ID_Pk2", eFpgaIfLSSpi},          {"PRODUCT_ID_Pk3", eFpgaIfLSSpi},
-        {"PRODUCT_ID_Pk4", eFpgaIfLSSpi},          {"PRODUCT_ID_QL1A", eFpgaIfQL1AUart},
-        {"PRODUCT_ID_QL2A", eFpgaIfQL2AUart},      {"PRODUCT_ID_QL4K", eFpgaIfQL4KSpi},
-        {"PRODUCT_ID_QL5K", eFpgaIfQL5KSpi},       {"PRODUCT_ID_QL6M", eFpgaIfQL6MSpi},
+        {"PRODUCT_ID_Pk2", eFpgaIfLSSpi},           {"PRODUCT_ID_Pk3", eFpgaIfLSSpi},
+        {"PRODUCT_ID_Pk4", eFpgaIfLSSpi},           {"PRODUCT_ID_QL1A", eFpgaIfQL1AUart},
+        {"PRODUCT_ID_QL2A", eFpgaIfQL2AUart},       {"PRODUCT_ID_QL4K", eFpgaIfQL4KSpi},
+        {"PRODUCT_ID_QL5K", eFpgaIfQL5KSpi},        {"PRODUCT_ID_QL6M", eFpgaIfQL6MSpi},
     };
     const char* pProductId = m_pFactory->GetEnv("PRODUCT_ID");
     for (const auto& Product : c_Products)
@@ -119,10 +116,16 @@ UINT32 CFPGAIF::MatchLumetVariant()
         const char* Variable;
         UINT32 Index;
     } c_Variants[] = {
-        {"PRODUCT_ID_LUMETV1", 1},   {"PRODUCT_ID_LUMETV2", 2}, {"PRODUCT_ID_LUMETV4", 3},
-        {"PRODUCT_ID_LUMETV3", 4},   {"PRODUCT_ID_LUMETV6", 5}, {"PRODUCT_ID_LUMETV7", 6},
-        {"PRODUCT_ID_TESSFINV1", 7}, {"PRODUCT_ID_Nr1", c_LumetVariantNr},
-        {"PRODUCT_ID_Nr2", c_LumetVariantNr}, {"PRODUCT_ID_Nr3", c_LumetVariantNr},
+        {"PRODUCT_ID_LUMETV1", 1},
+        {"PRODUCT_ID_LUMETV2", 2},
+        {"PRODUCT_ID_LUMETV4", 3},
+        {"PRODUCT_ID_LUMETV3", 4},
+        {"PRODUCT_ID_LUMETV6", 5},
+        {"PRODUCT_ID_LUMETV7", 6},
+        {"PRODUCT_ID_TESSFINV1", 7},
+        {"PRODUCT_ID_Nr1", c_LumetVariantNr},
+        {"PRODUCT_ID_Nr2", c_LumetVariantNr},
+        {"PRODUCT_ID_Nr3", c_LumetVariantNr},
     };
     const char* pProductId = m_pFactory->GetEnv("PRODUCT_ID");
     for (const auto& Variant : c_Variants)
@@ -146,11 +149,11 @@ void CFPGAIF::Announce(int Code, const char* Text)
 void CFPGAIF::CreateUartInterfaces()
 {
     Announce(0, "Running on ql_sounder 1A , 2A or VRRW - Creating 2 UART Interfaces for FPGA");
-    m_pLSIF_Uart0 = new CFPGAIFLSUart(
-        CFPGAIFLSUart::DevicePathOrDefault(DevicePath(c_Channel0Comms), c_Channel0), m_pFactory);
+    m_pLSIF_Uart0 =
+        new CFPGAIFLSUart(CFPGAIFLSUart::DevicePathOrDefault(DevicePath(c_Channel0Comms), c_Channel0), m_pFactory);
     ReportErrorCode(m_pFactory, m_pLSIF_Uart0, "fetching error code from UART", "Can not get error code from UART");
-    m_pLSIF_Uart1 = new CFPGAIFLSUart(
-        CFPGAIFLSUart::DevicePathOrDefault(DevicePath(c_Channel1Comms), c_Channel1), m_pFactory);
+    m_pLSIF_Uart1 =
+        new CFPGAIFLSUart(CFPGAIFLSUart::DevicePathOrDefault(DevicePath(c_Channel1Comms), c_Channel1), m_pFactory);
 }
 
 // QL6M: element 0 sits on the FPGA of channel 1 and needs no transducer

@@ -19,13 +19,13 @@ constexpr CorFPGAAddress_T c_FifoControlAddress = 81;
 constexpr CorFPGAAddress_T c_FifoStatusAddress = 82;
 }
 
-CFPGAIFCorSpi::CFPGAIFCorSpi(bool UseTransducerInterrupt, const std::string& SerialDevicePath,
-                             IOSSFactory* pFactory)
+CFPGAIFCorSpi::CFPGAIFCorSpi(bool UseTransducerInterrupt, const std::string& SerialDevicePath, IOSSFactory* pFactory)
     : CCorSpiPacketLink("CFPGAIFCorSpi", SerialDevicePath, pFactory, c_ClockHz),
       m_bUseTransducerInterrupt(UseTransducerInterrupt)
 {
     ASSERT_AT(c_AssertSource, 67, pFactory && "No Factory passed into CFPGAIFCorSpi");
-    ASSERT_AT(c_AssertSource, 70, SerialDevicePath.length() != 0 && "Zero Length Serial Device Passed to CFPGAIFCorSpi");
+    ASSERT_AT(c_AssertSource, 70,
+              SerialDevicePath.length() != 0 && "Zero Length Serial Device Passed to CFPGAIFCorSpi");
     m_SerialPort = m_pFactory->CreateFile(m_DevicePath.c_str(), O_RDWR, 0);
     ASSERT_AT(c_AssertSource, 72, m_SerialPort);
     ConfigureDevice();
@@ -36,9 +36,7 @@ CFPGAIFCorSpi::CFPGAIFCorSpi(bool UseTransducerInterrupt, const std::string& Ser
         m_FpgaClockHz = c_LargeFpgaClockHz;
 }
 
-CFPGAIFCorSpi::~CFPGAIFCorSpi()
-{
-}
+CFPGAIFCorSpi::~CFPGAIFCorSpi() {}
 
 // With the driver in ping-read mode the write of Data fills it from the FIFO.
 TSQEventCode_T CFPGAIFCorSpi::GetPing(Buffer_Bytes_T* Data)

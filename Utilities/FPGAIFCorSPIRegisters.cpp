@@ -93,7 +93,8 @@ TSQEventCode_T CFPGAIFCorSpi::SetBoostLevel(unsigned char Level)
 TSQEventCode_T CFPGAIFCorSpi::SetNumberOfSamplesToReceive(FpgaAdcSamples_T NumberOf32bitSamples)
 {
     ASSERT_AT(c_AssertSource, 321, ((NumberOf32bitSamples % 16) == 0) && "Number of Rx samples not a multiple of 16");
-    ASSERT_AT(c_AssertSource, 322, ((NumberOf32bitSamples / 16) <= 0x0000FFFF) && "Number of Rx Samples requested is too large");
+    ASSERT_AT(c_AssertSource, 322,
+              ((NumberOf32bitSamples / 16) <= 0x0000FFFF) && "Number of Rx Samples requested is too large");
     return QueueValue(eNumberOfSamples, NumberOf32bitSamples / 16, 2, eStopAtFirstFailure);
 }
 
@@ -252,7 +253,8 @@ TSQEventCode_T CFPGAIFCorSpi::SetChirpTable(const ChirpTable_T& ChirpTable)
 // is always 7 whatever the table's length.
 TSQEventCode_T CFPGAIFCorSpi::SetCorrelationFilter(const CorrelationFilterCoefficients_T& CorrelationFilter)
 {
-    ASSERT_AT(c_AssertSource, 514, (CorrelationFilter.size() <= Sizeof_CorrelationFilter) && "Correlation Filter table too long");
+    ASSERT_AT(c_AssertSource, 514,
+              (CorrelationFilter.size() <= Sizeof_CorrelationFilter) && "Correlation Filter table too long");
     CorrelationFilterCoefficients_T Padded(CorrelationFilter);
     Padded.resize(Sizeof_CorrelationFilter, CorrelationFilterCoefficientSet_T{0, 0});
     std::vector<UINT8> Bytes = TableBytes(Padded);

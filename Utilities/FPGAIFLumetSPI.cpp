@@ -58,9 +58,7 @@ CFPGAIFLumetSPI::CFPGAIFLumetSPI(const std::string& SerialDevicePath, IOSSFactor
     ConfigureDevice();
 }
 
-CFPGAIFLumetSPI::~CFPGAIFLumetSPI()
-{
-}
+CFPGAIFLumetSPI::~CFPGAIFLumetSPI() {}
 
 // Only a start-ping command goes out at once.
 TSQEventCode_T CFPGAIFLumetSPI::SetCommandRegister(bLumetCommandByte Command)
@@ -155,8 +153,7 @@ TSQEventCode_T CFPGAIFLumetSPI::SetNumberOfSamplesToReceive(FpgaAdcSamples_T Num
 {
     assert(((NumberOf32bitSamples % 16) == 0) && "Number of Rx samples not a multiple of 16");
     assert(((NumberOf32bitSamples / 16) <= 0x0000FFFF) && "Number of Rx Samples requested is too large");
-    return QueueValue(ChannelRegister(Channel, eNumberOfSamples), NumberOf32bitSamples / 16, 2,
-                      eStopAtFirstFailure);
+    return QueueValue(ChannelRegister(Channel, eNumberOfSamples), NumberOf32bitSamples / 16, 2, eStopAtFirstFailure);
 }
 
 TSQEventCode_T CFPGAIFLumetSPI::SetSteppedAnalogueGain(unsigned char Gain, FPGAChannel_T Channel)

@@ -92,8 +92,7 @@ TSQEventCode_T CFPGAIF::SetSteppedAnalogueGain(unsigned char Value, unsigned cha
 {
     if (m_InterfaceType == eFpgaIfNone)
         return c_TSQ_NoFpgaInterface;
-    return m_InterfaceType == eFpgaIfLumetSpi ? m_pLumetIF_SPI->SetSteppedAnalogueGain(Value, channel)
-                                              : c_TSQ_Success;
+    return m_InterfaceType == eFpgaIfLumetSpi ? m_pLumetIF_SPI->SetSteppedAnalogueGain(Value, channel) : c_TSQ_Success;
 }
 
 TSQEventCode_T CFPGAIF::SetBoostLevel(unsigned char Level)
@@ -300,8 +299,7 @@ TSQEventCode_T CFPGAIF::SetFifoCntrlRegister(bCorFifoCntrlByte Control, unsigned
 {
     if (m_InterfaceType == eFpgaIfNone)
         return c_TSQ_NoFpgaInterface;
-    return m_InterfaceType == eFpgaIfLumetSpi ? m_pLumetIF_SPI->SetFifoCntrlRegister(Control, channel)
-                                              : c_TSQ_Success;
+    return m_InterfaceType == eFpgaIfLumetSpi ? m_pLumetIF_SPI->SetFifoCntrlRegister(Control, channel) : c_TSQ_Success;
 }
 
 TSQEventCode_T CFPGAIF::SetWifiLEDRegister(FpgaWifiLEDRegister_T Leds)

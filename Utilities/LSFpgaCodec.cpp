@@ -82,8 +82,8 @@ void UnpackPing(const LSPingReturnPacket_T& Packet, size_t NumberOfSamples, Buff
     }
 }
 
-TSQEventCode_T ReceiveLoop(IOSSFile* pPort, IOSSFactory* pFactory, const std::string& DevicePath,
-                           const char* Origin, Buffer_Bytes_T* Buffer)
+TSQEventCode_T ReceiveLoop(IOSSFile* pPort, IOSSFactory* pFactory, const std::string& DevicePath, const char* Origin,
+                           Buffer_Bytes_T* Buffer)
 {
     assert(pPort && pFactory && Buffer);
     const size_t BytesWanted = Buffer->size();

@@ -28,12 +28,30 @@ constexpr unsigned int c_CommandReportVersion = 3;
 constexpr unsigned int c_MaxGainWord = 4095;
 
 // Channel 1's registers lie 8 above channel 0's.
-inline unsigned short PulseARegister(LSChannel_T Channel) { return static_cast<unsigned short>(17 + 8 * Channel); }
-inline unsigned short PulseBRegister(LSChannel_T Channel) { return static_cast<unsigned short>(18 + 8 * Channel); }
-inline unsigned short SamplingARegister(LSChannel_T Channel) { return static_cast<unsigned short>(33 + 8 * Channel); }
-inline unsigned short SamplingBRegister(LSChannel_T Channel) { return static_cast<unsigned short>(37 + 8 * Channel); }
-inline unsigned short GainRegister(LSChannel_T Channel) { return static_cast<unsigned short>(34 + 8 * Channel); }
-inline unsigned short ColourGainRegister(LSChannel_T Channel) { return static_cast<unsigned short>(35 + 8 * Channel); }
+inline unsigned short PulseARegister(LSChannel_T Channel)
+{
+    return static_cast<unsigned short>(17 + 8 * Channel);
+}
+inline unsigned short PulseBRegister(LSChannel_T Channel)
+{
+    return static_cast<unsigned short>(18 + 8 * Channel);
+}
+inline unsigned short SamplingARegister(LSChannel_T Channel)
+{
+    return static_cast<unsigned short>(33 + 8 * Channel);
+}
+inline unsigned short SamplingBRegister(LSChannel_T Channel)
+{
+    return static_cast<unsigned short>(37 + 8 * Channel);
+}
+inline unsigned short GainRegister(LSChannel_T Channel)
+{
+    return static_cast<unsigned short>(34 + 8 * Channel);
+}
+inline unsigned short ColourGainRegister(LSChannel_T Channel)
+{
+    return static_cast<unsigned short>(35 + 8 * Channel);
+}
 
 // Double to unsigned 32 bits, truncating, saturating as the unit's ARM VFP
 // conversion does: NaN and values below 0 give 0, values of 2^32 and more
@@ -47,11 +65,20 @@ struct PulseWords_T
 };
 PulseWords_T EncodePulse(LSPeriod_T Period, LSFrequency_Hz_T StartFrequency, LSFrequency_Hz_T EndFrequency);
 
-inline UINT32 SamplingA(LSDecimationRate_T Decimation) { return 1u | (Decimation << 16); }
-inline UINT32 SamplingB(LSFpgaSamples_T First, LSFpgaSamples_T Second) { return First | (Second << 16); }
+inline UINT32 SamplingA(LSDecimationRate_T Decimation)
+{
+    return 1u | (Decimation << 16);
+}
+inline UINT32 SamplingB(LSFpgaSamples_T First, LSFpgaSamples_T Second)
+{
+    return First | (Second << 16);
+}
 // Value x Scale rounded (add 0.5, truncate; negative gives 0), at most 4095.
 UINT32 GainWord(double Value, double Scale);
-inline UINT32 BoostValue(unsigned char Level, bool Enable) { return Level | (Enable ? 0x80000000u : 0u); }
+inline UINT32 BoostValue(unsigned char Level, bool Enable)
+{
+    return Level | (Enable ? 0x80000000u : 0u);
+}
 
 // Ping return packet for N samples: 132 x (N / 128) + 3 + N mod 128 bytes.
 size_t PingPacketLength(size_t NumberOfSamples);
@@ -64,8 +91,8 @@ void UnpackPing(const LSPingReturnPacket_T& Packet, size_t NumberOfSamples, Buff
 // each read; each read asks for no more than the previous one returned (and
 // no more than is still missing). On a shortfall reports through the factory
 // from Origin and returns -171; the buffer's size becomes the count received.
-TSQEventCode_T ReceiveLoop(IOSSFile* pPort, IOSSFactory* pFactory, const std::string& DevicePath,
-                           const char* Origin, Buffer_Bytes_T* Buffer);
+TSQEventCode_T ReceiveLoop(IOSSFile* pPort, IOSSFactory* pFactory, const std::string& DevicePath, const char* Origin,
+                           Buffer_Bytes_T* Buffer);
 }
 
 #endif

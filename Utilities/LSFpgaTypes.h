@@ -29,16 +29,16 @@ typedef UINT8 LSPingReturnPacket_T[1059];
 // The set-up of one channel, in the order the configuration code fills it.
 struct LSChannelConfigure_T
 {
-    LSChannel_T Channel = c_Channel0;           // the channel this block programs
-    LSPeriod_T Period = 0;                      // pulse length: the number of full cycles
-    LSFrequency_Hz_T StartFrequency = 0.0;      // chirp start
-    LSFrequency_Hz_T EndFrequency = 0.0;        // chirp end (below the start: falling sweep)
-    LSFpgaSamples_T NumberOfSamples = 0;        // first value of sampling B
-    LSFpgaSamples_T SampleDelay = 0;            // second value of sampling B
-    LSDecimationRate_T DecimationRate = 0;      // sampling A
+    LSChannel_T Channel = c_Channel0;       // the channel this block programs
+    LSPeriod_T Period = 0;                  // pulse length: the number of full cycles
+    LSFrequency_Hz_T StartFrequency = 0.0;  // chirp start
+    LSFrequency_Hz_T EndFrequency = 0.0;    // chirp end (below the start: falling sweep)
+    LSFpgaSamples_T NumberOfSamples = 0;    // first value of sampling B
+    LSFpgaSamples_T SampleDelay = 0;        // second value of sampling B
+    LSDecimationRate_T DecimationRate = 0;  // sampling A
     LSGain_T Gain = 0.0;
     LSColourGain_T ColourGain = 0.0;
-    UINT8 SteppedAnalogueGain = 0;              // this channel's own stepped gain (not sent)
+    UINT8 SteppedAnalogueGain = 0;  // this channel's own stepped gain (not sent)
 };
 
 // A whole ping set-up of both channels, copied by value into setUpForPing.

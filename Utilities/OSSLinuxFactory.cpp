@@ -31,13 +31,9 @@ TSQEventCode_T ThreadResult(int Result)
 }
 }
 
-COSSLinuxFactory::COSSLinuxFactory() : m_TaskName("NoName"), m_pDBErrorStatusMessage(nullptr)
-{
-}
+COSSLinuxFactory::COSSLinuxFactory() : m_TaskName("NoName"), m_pDBErrorStatusMessage(nullptr) {}
 
-COSSLinuxFactory::~COSSLinuxFactory()
-{
-}
+COSSLinuxFactory::~COSSLinuxFactory() {}
 
 void COSSLinuxFactory::SetTaskName(const std::string& Name)
 {

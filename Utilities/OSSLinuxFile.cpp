@@ -256,8 +256,7 @@ int COSSLinuxFile::CheckForLock()
         if (Lock.l_pid == -1)
             return -1;
     }
-    printf("%d COSSLinuxFile::CheckForLock() %s locked by %d for %d\n", getpid(), m_FileName, Lock.l_pid,
-           Lock.l_type);
+    printf("%d COSSLinuxFile::CheckForLock() %s locked by %d for %d\n", getpid(), m_FileName, Lock.l_pid, Lock.l_type);
     return Lock.l_pid;
 }
 

@@ -72,8 +72,8 @@ void COSSLinuxNetwork::FindSystemIPAddress(NetworkInterface_T Interface)
         if (!pEntry->ifa_addr || pEntry->ifa_addr->sa_family != AF_INET || Prefixes.empty())
             continue;
         char Host[INET_ADDRSTRLEN] = {};
-        if (getnameinfo(pEntry->ifa_addr, sizeof(struct sockaddr_in), Host, sizeof(Host), nullptr, 0,
-                        NI_NUMERICHOST) != 0)
+        if (getnameinfo(pEntry->ifa_addr, sizeof(struct sockaddr_in), Host, sizeof(Host), nullptr, 0, NI_NUMERICHOST) !=
+            0)
             continue;
         if (HasPrefix(Host, Prefixes[0]))
             strcpy(Chosen, Host);
@@ -129,8 +129,8 @@ bool COSSLinuxNetwork::Send(const Buffer_Bytes_T* Buffer, IP_Address_str_T Addre
     To.sin_family = AF_INET;
     To.sin_addr.s_addr = inet_addr(Address);
     To.sin_port = htons(Port);
-    const ssize_t Sent = sendto(m_Socket, Buffer->data(), Buffer->size(), 0,
-                                reinterpret_cast<const struct sockaddr*>(&To), sizeof(To));
+    const ssize_t Sent =
+        sendto(m_Socket, Buffer->data(), Buffer->size(), 0, reinterpret_cast<const struct sockaddr*>(&To), sizeof(To));
     if (Sent == -1)
         m_ErrorCode = errno;
     else if (static_cast<size_t>(Sent) < Buffer->size())
@@ -181,8 +181,8 @@ bool COSSLinuxNetwork::Receive(Buffer_Bytes_T* Buffer)
     m_ErrorCode = 0;
     assert(Buffer);
     socklen_t Length = sizeof(m_Address);
-    const ssize_t Received = recvfrom(m_Socket, Buffer->data(), Buffer->size(), 0,
-                                      reinterpret_cast<struct sockaddr*>(&m_Address), &Length);
+    const ssize_t Received =
+        recvfrom(m_Socket, Buffer->data(), Buffer->size(), 0, reinterpret_cast<struct sockaddr*>(&m_Address), &Length);
     if (Received == -1)
     {
         m_ErrorCode = errno;

@@ -9,13 +9,9 @@ TestControllerBase::TestControllerBase()
     FillPathTable();
 }
 
-TestControllerBase::~TestControllerBase()
-{
-}
+TestControllerBase::~TestControllerBase() {}
 
-void TestControllerBase::ShowValidArguments(std::string*)
-{
-}
+void TestControllerBase::ShowValidArguments(std::string*) {}
 
 bool TestControllerBase::Message(std::string text, std::string* output, bool printNow, bool addToOutput, bool)
 {

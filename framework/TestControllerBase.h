@@ -148,8 +148,9 @@ public:
     bool CheckFileContents(QString path, QByteArray expected, std::string* output);
     bool WriteToFile(QString path, QByteArray data, std::string* output);
     int ShowFileContents(QString path, std::string* output);
-    int RunProcess(QString command, std::string* output = nullptr, unsigned int timeoutSeconds = c_DefaultProcessTimeoutSeconds,
-                   QProcess** process = nullptr, bool keepRunning = false, int quiet = 0);
+    int RunProcess(QString command, std::string* output = nullptr,
+                   unsigned int timeoutSeconds = c_DefaultProcessTimeoutSeconds, QProcess** process = nullptr,
+                   bool keepRunning = false, int quiet = 0);
 
     // A row of the message table, for the front end's own messages.
     std::string OutputText(OutputStrings_T key) { return m_OutputStrings[key]; }

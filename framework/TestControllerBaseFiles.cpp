@@ -151,9 +151,9 @@ int TestControllerBase::RunProcess(QString command, std::string* output, unsigne
             *process = child;
             return OPERATION_PERFORMED;
         }
-        const int waitMs = timeoutSeconds == 0 ? -1
+        const int waitMs = timeoutSeconds == 0               ? -1
                            : timeoutSeconds > INT_MAX / 1000 ? INT_MAX
-                                                              : static_cast<int>(timeoutSeconds * 1000);
+                                                             : static_cast<int>(timeoutSeconds * 1000);
         const int result = child->waitForFinished(waitMs) ? OPERATION_PERFORMED : TEST_FAILED;
         const QByteArray out = child->readAll();
         if (!quiet)

@@ -14,12 +14,24 @@ struct IdRow_T
 
 // Checked in this order; the first match decides. "QL3B\n" is handled apart.
 const IdRow_T c_VarrowIds[] = {
-    {"Varrow\n", PRODUCT_VARROW},     {"VarrowX\n", PRODUCT_VARROWX},   {"Halvard Keyboard\n", PRODUCT_HALVARD_KEYBOARD},
-    {"QL1A\n", PRODUCT_QL1A},         {"QL2A\n", PRODUCT_QL2A},         {"QL3B\n", PRODUCT_NONE},
-    {"LumetV4\n", PRODUCT_LUMETV4},   {"VarrowV4\n", PRODUCT_LUMETV4},  {"LumetV1\n", PRODUCT_LUMETV1},
-    {"VarrowV1\n", PRODUCT_LUMETV1},  {"LumetV2\n", PRODUCT_LUMETV2},   {"VarrowV2\n", PRODUCT_LUMETV2},
-    {"LumetV3\n", PRODUCT_LUMETV3},   {"VarrowV3\n", PRODUCT_LUMETV3},  {"LumetV5\n", PRODUCT_LUMETV5},
-    {"VarrowV5\n", PRODUCT_LUMETV5},  {"LumetV6\n", PRODUCT_LUMETV6},   {"VarrowV6\n", PRODUCT_LUMETV6},
+    {"Varrow\n", PRODUCT_VARROW},
+    {"VarrowX\n", PRODUCT_VARROWX},
+    {"Halvard Keyboard\n", PRODUCT_HALVARD_KEYBOARD},
+    {"QL1A\n", PRODUCT_QL1A},
+    {"QL2A\n", PRODUCT_QL2A},
+    {"QL3B\n", PRODUCT_NONE},
+    {"LumetV4\n", PRODUCT_LUMETV4},
+    {"VarrowV4\n", PRODUCT_LUMETV4},
+    {"LumetV1\n", PRODUCT_LUMETV1},
+    {"VarrowV1\n", PRODUCT_LUMETV1},
+    {"LumetV2\n", PRODUCT_LUMETV2},
+    {"VarrowV2\n", PRODUCT_LUMETV2},
+    {"LumetV3\n", PRODUCT_LUMETV3},
+    {"VarrowV3\n", PRODUCT_LUMETV3},
+    {"LumetV5\n", PRODUCT_LUMETV5},
+    {"VarrowV5\n", PRODUCT_LUMETV5},
+    {"LumetV6\n", PRODUCT_LUMETV6},
+    {"VarrowV6\n", PRODUCT_LUMETV6},
     {"TessfinV1\n", PRODUCT_TESSFINV1},
 };
 

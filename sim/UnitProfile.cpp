@@ -23,9 +23,12 @@ bool SplitWord(const std::string& text, std::string& word, std::string& rest)
 
 int HexValue(char c)
 {
-    if (c >= '0' && c <= '9') return c - '0';
-    if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-    if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+    if (c >= '0' && c <= '9')
+        return c - '0';
+    if (c >= 'a' && c <= 'f')
+        return c - 'a' + 10;
+    if (c >= 'A' && c <= 'F')
+        return c - 'A' + 10;
     return -1;
 }
 }
@@ -44,12 +47,24 @@ bool CUnitProfile::Unescape(const std::string& text, std::string& bytes)
             return false;
         switch (text[i])
         {
-        case 'n': bytes += '\n'; break;
-        case 't': bytes += '\t'; break;
-        case 'r': bytes += '\r'; break;
-        case '0': bytes += '\0'; break;
-        case 's': bytes += ' '; break;
-        case '\\': bytes += '\\'; break;
+        case 'n':
+            bytes += '\n';
+            break;
+        case 't':
+            bytes += '\t';
+            break;
+        case 'r':
+            bytes += '\r';
+            break;
+        case '0':
+            bytes += '\0';
+            break;
+        case 's':
+            bytes += ' ';
+            break;
+        case '\\':
+            bytes += '\\';
+            break;
         case 'x':
         {
             const int high = i + 1 < text.size() ? HexValue(text[i + 1]) : -1;

@@ -10,14 +10,22 @@
 class CUnitProfile
 {
 public:
-    enum EntryKind_T { ENTRY_FILE, ENTRY_EXEC, ENTRY_DIR, ENTRY_DEVICE, ENTRY_REMOVE, ENTRY_MODE };
+    enum EntryKind_T
+    {
+        ENTRY_FILE,
+        ENTRY_EXEC,
+        ENTRY_DIR,
+        ENTRY_DEVICE,
+        ENTRY_REMOVE,
+        ENTRY_MODE
+    };
 
     struct Entry_T
     {
         EntryKind_T kind;
         std::string path;
-        std::string content;   // file bytes, already unescaped
-        unsigned int mode;     // for ENTRY_MODE
+        std::string content;  // file bytes, already unescaped
+        unsigned int mode;    // for ENTRY_MODE
     };
 
     // Loads "<name>.unit" from unitsDir (or the file itself when name holds a '/').

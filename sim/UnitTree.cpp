@@ -102,9 +102,7 @@ bool RemoveEntry(int at, const std::string& name, bool (*empty)(int, std::string
 }
 }
 
-CUnitTree::CUnitTree(int folderFd) : m_Fd(folderFd)
-{
-}
+CUnitTree::CUnitTree(int folderFd) : m_Fd(folderFd) {}
 
 CUnitTree::~CUnitTree()
 {

@@ -3,11 +3,11 @@
 #include "StopSignals.h"
 #include "UnitTree.h"
 
+#include <cctype>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <cctype>
 #include <fstream>
 #include <iterator>
 #include <set>
@@ -155,17 +155,38 @@ std::vector<std::string> CVirtualUnit::SandboxCommand(const RunOptions_T& option
 {
     const fs::path root = fs::path(m_Folder) / "root";
     std::vector<std::string> cmd = {
-        "bwrap", "--die-with-parent", "--unshare-pid", "--unshare-ipc", "--unshare-uts",
-        "--tmpfs", "/",
-        "--ro-bind", "/usr", "/usr",
-        "--symlink", "usr/bin", "/bin",
-        "--symlink", "usr/lib", "/lib",
-        "--symlink", "usr/lib64", "/lib64",
-        "--symlink", "usr/sbin", "/sbin",
-        "--ro-bind", "/etc", "/etc",
-        "--dev", "/dev",
-        "--proc", "/proc",
-        "--bind", (root / "tmp").string(), "/tmp",
+        "bwrap",
+        "--die-with-parent",
+        "--unshare-pid",
+        "--unshare-ipc",
+        "--unshare-uts",
+        "--tmpfs",
+        "/",
+        "--ro-bind",
+        "/usr",
+        "/usr",
+        "--symlink",
+        "usr/bin",
+        "/bin",
+        "--symlink",
+        "usr/lib",
+        "/lib",
+        "--symlink",
+        "usr/lib64",
+        "/lib64",
+        "--symlink",
+        "usr/sbin",
+        "/sbin",
+        "--ro-bind",
+        "/etc",
+        "/etc",
+        "--dev",
+        "/dev",
+        "--proc",
+        "/proc",
+        "--bind",
+        (root / "tmp").string(),
+        "/tmp",
     };
     if (!options.hostNetwork)
         cmd.push_back("--unshare-net");
@@ -199,11 +220,10 @@ std::vector<std::string> CVirtualUnit::SandboxCommand(const RunOptions_T& option
         // The program itself is started directly; only it is shimmed.
         const std::string preload =
             options.preloadFirst.empty() ? options.deviceShim : options.preloadFirst + ":" + options.deviceShim;
-        cmd.insert(cmd.end(), {"--ro-bind", fs::path(options.deviceShim).parent_path().string(),
-                               fs::path(options.deviceShim).parent_path().string(),
-                               "--setenv", "LD_PRELOAD", preload,
-                               "--setenv", "VUNIT_FPGA_CONFIG", c_FpgaConfig,
-                               "--setenv", "VUNIT_FPGA_TRACE", c_FpgaTrace});
+        cmd.insert(cmd.end(),
+                   {"--ro-bind", fs::path(options.deviceShim).parent_path().string(),
+                    fs::path(options.deviceShim).parent_path().string(), "--setenv", "LD_PRELOAD", preload, "--setenv",
+                    "VUNIT_FPGA_CONFIG", c_FpgaConfig, "--setenv", "VUNIT_FPGA_TRACE", c_FpgaTrace});
     }
     cmd.insert(cmd.end(), {"--unsetenv", "TMPDIR", "--chdir", options.workDir, "--"});
     cmd.insert(cmd.end(), options.argv.begin(), options.argv.end());

@@ -14,8 +14,8 @@ class CVirtualUnit
 public:
     struct RunOptions_T
     {
-        std::vector<std::string> argv;     // argv[0] is also the program started
-        std::string workDir = "/";         // inside the sandbox
+        std::vector<std::string> argv;           // argv[0] is also the program started
+        std::string workDir = "/";               // inside the sandbox
         std::vector<std::string> readOnlyBinds;  // host paths shown at the same path
         bool keepCapabilities = false;
         bool hostNetwork = false;  // otherwise a network namespace of its own

@@ -118,12 +118,23 @@ int Describe(const std::string& name, const CUnitProfile& profile)
     {
         switch (entry.kind)
         {
-        case CUnitProfile::ENTRY_FILE: printf("file   %s %s\n", entry.path.c_str(), Printable(entry.content).c_str()); break;
-        case CUnitProfile::ENTRY_EXEC: printf("exec   %s %s\n", entry.path.c_str(), Printable(entry.content).c_str()); break;
-        case CUnitProfile::ENTRY_DIR: printf("dir    %s\n", entry.path.c_str()); break;
-        case CUnitProfile::ENTRY_DEVICE: printf("device %s\n", entry.path.c_str()); break;
-        case CUnitProfile::ENTRY_MODE: printf("mode   %s %03o\n", entry.path.c_str(), entry.mode); break;
-        case CUnitProfile::ENTRY_REMOVE: break;
+        case CUnitProfile::ENTRY_FILE:
+            printf("file   %s %s\n", entry.path.c_str(), Printable(entry.content).c_str());
+            break;
+        case CUnitProfile::ENTRY_EXEC:
+            printf("exec   %s %s\n", entry.path.c_str(), Printable(entry.content).c_str());
+            break;
+        case CUnitProfile::ENTRY_DIR:
+            printf("dir    %s\n", entry.path.c_str());
+            break;
+        case CUnitProfile::ENTRY_DEVICE:
+            printf("device %s\n", entry.path.c_str());
+            break;
+        case CUnitProfile::ENTRY_MODE:
+            printf("mode   %s %03o\n", entry.path.c_str(), entry.mode);
+            break;
+        case CUnitProfile::ENTRY_REMOVE:
+            break;
         }
     }
     for (const std::string& fpga : profile.Fpgas())

@@ -14,10 +14,10 @@ public:
     UINT32 NumberOfSamples = 0;
     UINT32 BaseBandFilterCentreFreq = 0;
     UINT32 SubSampleRate = 0;
-    UINT32 TransmitFrequency = 0;   // not programmed by the ping step
-    UINT32 ReceiveFrequency = 0;    // not programmed by the ping step
+    UINT32 TransmitFrequency = 0;  // not programmed by the ping step
+    UINT32 ReceiveFrequency = 0;   // not programmed by the ping step
     UINT32 StartFreq = 0;
-    UINT32 EndFreq = 0;             // not programmed by the ping step
+    UINT32 EndFreq = 0;  // not programmed by the ping step
     UINT32 ChirpIncrement = 0;
     UINT32 BurstLength = 0;
     UINT32 SampleSlots = 0;

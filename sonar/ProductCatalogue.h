@@ -55,8 +55,8 @@ struct Product_T
     bool EchoBeforeLoad;          // the loader wants a "1" written first
     const char* UnreachablePattern;
     bool RefusedByPing;
-    int XkAdcCode;                  // -1: not an xK module
-    bool ChannelChoosesFpga;        // the command-line channel picks one of two FPGAs
+    int XkAdcCode;            // -1: not an xK module
+    bool ChannelChoosesFpga;  // the command-line channel picks one of two FPGAs
     bool LumetPingWithoutLoad;
     bool LumetPingWithoutChannel0;
 };

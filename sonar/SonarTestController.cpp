@@ -7,9 +7,7 @@
 #include <cstdio>
 #include <cstring>
 
-CSonarTestController::~CSonarTestController()
-{
-}
+CSonarTestController::~CSonarTestController() {}
 
 int CSonarTestController::EnableSonar(std::string* output)
 {

@@ -50,8 +50,7 @@ public:
     int GetSize(QString text, QString headerKey);
     QList<QString> GetPairs(QString text, QString headerKey, QString endKey);
     int LoadTables(std::vector<ChirpTableEntry_T>& chirp, std::vector<TVGTableEntry_T>& tvg,
-                   std::vector<CorrelationFilterCoefficientSet_T>& correlation, std::string* output,
-                   QString fileName);
+                   std::vector<CorrelationFilterCoefficientSet_T>& correlation, std::string* output, QString fileName);
 
     void HandleReturn(int code, TestResult_T& result);
 

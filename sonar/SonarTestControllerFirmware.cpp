@@ -1,8 +1,8 @@
 #include "SonarTestController.h"
 
 #include "FPGAIF.h"
-#include "ProductCatalogue.h"
 #include "OSSLinuxFactory.h"
+#include "ProductCatalogue.h"
 
 #include <QFile>
 
@@ -20,7 +20,8 @@ int CSonarTestController::ReadSonarVersionEnsureValid(std::string& output, CFPGA
     {
         Message(m_FpgaInterfaceNotice, &output, false, true);
         ownFactory.reset(new COSSLinuxFactory());
-        ownFpga.reset(new CFPGAIF(ownFactory.get(), ProductCatalogue::Find(GetProductId()).ChannelChoosesFpga ? channel : 0));
+        ownFpga.reset(
+            new CFPGAIF(ownFactory.get(), ProductCatalogue::Find(GetProductId()).ChannelChoosesFpga ? channel : 0));
         pFpga = ownFpga.get();
     }
 

@@ -141,8 +141,8 @@ int CSonarTestController::Ping(std::string* output, double startFrequency, doubl
 
     const unsigned char gainLevel = GetAppropriateAnalogueGainLevel(gain);
     // Saturates as on the unit: a depth of -1 arrives as 4294967295.
-    const unsigned int decimation =
-        LSFpga::ToUnsigned(static_cast<double>(depth) / c_MetresPerSampleAtRateOne / static_cast<double>(c_PingSamples));
+    const unsigned int decimation = LSFpga::ToUnsigned(static_cast<double>(depth) / c_MetresPerSampleAtRateOne /
+                                                       static_cast<double>(c_PingSamples));
 
     LSFpgaCompleteConfigure_T configuration = {};
     FillChannel(configuration.Channels[0], 0, ch0Period, startFrequency, endFrequency, decimation, gainLevel);

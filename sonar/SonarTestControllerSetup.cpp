@@ -28,8 +28,7 @@ void CSonarTestController::PutRuntimeVariable(const QString& assignment)
     putenv(StringFromQString(assignment));
 }
 
-CSonarTestController::CSonarTestController()
-    : TestControllerBase()
+CSonarTestController::CSonarTestController() : TestControllerBase()
 {
     m_FpgaInterfaceNotice =
         "If unit segfaults below (CFPGAIF constructor), check CSonarTestController constructor defines all the "

@@ -102,8 +102,8 @@ QList<QString> CSonarTestController::GetPairs(QString text, QString headerKey, Q
 }
 
 int CSonarTestController::LoadTables(std::vector<ChirpTableEntry_T>& chirp, std::vector<TVGTableEntry_T>& tvg,
-                                     std::vector<CorrelationFilterCoefficientSet_T>& correlation,
-                                     std::string* output, QString fileName)
+                                     std::vector<CorrelationFilterCoefficientSet_T>& correlation, std::string* output,
+                                     QString fileName)
 {
     QString text = ReadFileContents(fileName);
     text.remove(QChar('\r'));

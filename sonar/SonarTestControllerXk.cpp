@@ -72,7 +72,8 @@ const ScalarKey_T c_ScalingKey = {"  FpgaInterface->SetCorralationScaling(",
                                   ");\n-------------------CONFIGURE FPGA VALUES  END ----------------"};
 const ScalarKey_T c_ThresholdKey = {"FpgaInterface->SetSubSampleThreshold(", ");\nFpgaInterface->SetBoostLevel"};
 const ScalarKey_T c_BoostKey = {"FpgaInterface->SetBoostLevel(", ");\nFpgaInterface->SetChirpTable"};
-const ScalarKey_T c_DivisorKey = {"FpgaInterface->GetBBFilterSubSampleDivisor(", ");\nFpgaInterface->SetBaseBandFilterSelection"};
+const ScalarKey_T c_DivisorKey = {"FpgaInterface->GetBBFilterSubSampleDivisor(",
+                                  ");\nFpgaInterface->SetBaseBandFilterSelection"};
 const ScalarKey_T c_SelectionKey = {"FpgaInterface->SetBaseBandFilterSelection(",
                                     ");\nFpgaInterface->SetBaseBandFilterScalingReg"};
 const ScalarKey_T c_ScalingRegKey = {"FpgaInterface->SetBaseBandFilterScalingReg(",
@@ -212,8 +213,7 @@ int CSonarTestController::PingXkAndPrint(CFPGAIF& fpga, const XkSettings_T& sett
     if (received != static_cast<TSQEventCode_T>(bufferBytes))
     {
         // Reported, but the run still passes: the station judges the missing block.
-        Message(QString("ERROR: Get ping failed with error code: %1.\n").arg(fpga.GetErrorCode()), output, false,
-                true);
+        Message(QString("ERROR: Get ping failed with error code: %1.\n").arg(fpga.GetErrorCode()), output, false, true);
         return TEST_PASSED;
     }
 

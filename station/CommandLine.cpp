@@ -24,14 +24,14 @@ bool CCommandLine::Parse(const QStringList& arguments, StationOptions_T& options
 {
     options = StationOptions_T();
     QStringList profiles;
-    std::vector<int> order; // index into profiles (>= 0) or ssh units (< 0)
+    std::vector<int> order;  // index into profiles (>= 0) or ssh units (< 0)
     std::vector<CUnitTarget> sshUnits;
     QString vunit;
     for (int i = 0; i < arguments.size(); ++i)
     {
         const QString& word = arguments[i];
-        const bool takesValue = QStringList{"--unit", "--ssh", "-j", "--json", "--junit", "--report", "--vunit"}
-                                    .contains(word);
+        const bool takesValue =
+            QStringList{"--unit", "--ssh", "-j", "--json", "--junit", "--report", "--vunit"}.contains(word);
         if (takesValue && i + 1 >= arguments.size())
         {
             error = word + " needs a value";

@@ -11,7 +11,7 @@
 struct StationOptions_T
 {
     QString plan;
-    std::vector<CUnitTarget> units; // in the order given
+    std::vector<CUnitTarget> units;  // in the order given
     int jobs = 0;
     QString json;
     QString junit;

@@ -15,8 +15,7 @@ QString Number(double value)
 }
 }
 
-bool CExpectation::Parse(const QString& key, const QString& value, int from, CExpectation& expectation,
-                         QString& error)
+bool CExpectation::Parse(const QString& key, const QString& value, int from, CExpectation& expectation, QString& error)
 {
     expectation = CExpectation();
     expectation.m_Key = key;
@@ -45,8 +44,7 @@ bool CExpectation::Parse(const QString& key, const QString& value, int from, CEx
     const bool fraction = key == "reading" || key == "mean";
     if (!ParseRange(value, fraction, expectation.m_Min, expectation.m_Max))
     {
-        error = QString("%1 takes MIN..MAX or one %2 number, not '%3'")
-                    .arg(key, fraction ? "decimal" : "whole", value);
+        error = QString("%1 takes MIN..MAX or one %2 number, not '%3'").arg(key, fraction ? "decimal" : "whole", value);
         return false;
     }
     if (expectation.m_Min > expectation.m_Max)

@@ -12,7 +12,7 @@
 struct PlanStep_T
 {
     QString name;
-    QStringList command; // the command word and its arguments
+    QStringList command;  // the command word and its arguments
     std::vector<CExpectation> expectations;
     double timeoutSeconds = 60;
     int line = 0;

@@ -81,11 +81,17 @@ QString Text(const QByteArray& bytes)
 
 struct CReportParser::State_T
 {
-    enum Section_T { BEFORE_HYPHENS, COMMAND_LINE, OUTPUT, UNIT_DATA };
+    enum Section_T
+    {
+        BEFORE_HYPHENS,
+        COMMAND_LINE,
+        OUTPUT,
+        UNIT_DATA
+    };
     StepReport_T report;
     Section_T section = BEFORE_HYPHENS;
-    int outputLine = -1;          // the "Test Output:" line
-    bool afterParameters = false; // the line after "Parameters:" describes the next block
+    int outputLine = -1;           // the "Test Output:" line
+    bool afterParameters = false;  // the line after "Parameters:" describes the next block
     QString pendingParameters;
 };
 
@@ -199,7 +205,8 @@ void CReportParser::ReadBlock(const QByteArray& line, int start, State_T& state)
     const QByteArray body = line.mid(bodyStart, end - bodyStart);
     // A comma block of one sample has no comma: up to five digits that are not three.
     int single = 0;
-    if (body.contains(',') || (body.size() % 3 != 0 && body.size() <= 5 && ReadUnsigned(body.constData(), body.size(), single)))
+    if (body.contains(',') ||
+        (body.size() % 3 != 0 && body.size() <= 5 && ReadUnsigned(body.constData(), body.size(), single)))
         ReadCommaBody(body, block);
     else
         ReadThreeDigitBody(body, block);

@@ -33,8 +33,8 @@ StationResults_T CStation::Run(const QString& planName)
     for (std::thread& thread : workers)
         thread.join();
 
-    results.met = std::all_of(results.units.begin(), results.units.end(),
-                              [](const UnitResult_T& unit) { return unit.met; });
+    results.met =
+        std::all_of(results.units.begin(), results.units.end(), [](const UnitResult_T& unit) { return unit.met; });
     results.seconds = timer.elapsed() / 1000.0;
     return results;
 }

@@ -14,10 +14,10 @@ struct StepResult_T
 {
     QString name;
     QStringList command;
-    QString verdict; // the report's, or timeout
+    QString verdict;  // the report's, or timeout
     StepReport_T report;
-    QByteArray text;   // the whole report as the unit printed it
-    QByteArray errors; // what the unit's command printed on standard error
+    QByteArray text;    // the whole report as the unit printed it
+    QByteArray errors;  // what the unit's command printed on standard error
     int exitStatus = -1;
     double seconds = 0;
     std::vector<ExpectationResult_T> expectations;

@@ -6,9 +6,9 @@
 
 struct RunResult_T
 {
-    QByteArray output; // standard output: the report
-    QByteArray errors; // standard error
-    int exitStatus = -1; // 128 + signal when killed, -1 when it never started
+    QByteArray output;    // standard output: the report
+    QByteArray errors;    // standard error
+    int exitStatus = -1;  // 128 + signal when killed, -1 when it never started
     bool timedOut = false;
     double seconds = 0;
 };

@@ -41,7 +41,7 @@ bool Range(const ExpectationResult_T& expectation, double& min, double& max)
 
 struct CSvgPlot::Frame_T
 {
-    double xMax = 1; // last sample index
+    double xMax = 1;  // last sample index
     double yMin = 0;
     double yMax = 1;
     double X(double index) const { return c_Left + index / xMax * (c_Width - c_Left - c_Right); }
@@ -127,11 +127,12 @@ QString CSvgPlot::Ranges(const Frame_T& frame, const std::vector<ExpectationResu
         {
             const double left = frame.X(std::max(0.0, min));
             const double right = frame.X(std::min(max, frame.xMax));
-            svg += QString("<rect class=\"range peak-index\" x=\"%1\" y=\"%2\" width=\"%3\" height=\"%4\" "
-                           "fill=\"%5\" fill-opacity=\"0.18\" stroke=\"%5\" stroke-dasharray=\"4 3\"/>"
-                           "<text x=\"%6\" y=\"%7\" fill=\"%5\">%8</text>\n")
-                       .arg(N(left), N(c_Top), N(std::max(1.0, right - left)), N(c_Height - c_Top - c_Bottom), colour)
-                       .arg(N(left + 3), N(c_Top + 28), expectation.Label() + " " + expectation.expected.toHtmlEscaped());
+            svg +=
+                QString("<rect class=\"range peak-index\" x=\"%1\" y=\"%2\" width=\"%3\" height=\"%4\" "
+                        "fill=\"%5\" fill-opacity=\"0.18\" stroke=\"%5\" stroke-dasharray=\"4 3\"/>"
+                        "<text x=\"%6\" y=\"%7\" fill=\"%5\">%8</text>\n")
+                    .arg(N(left), N(c_Top), N(std::max(1.0, right - left)), N(c_Height - c_Top - c_Bottom), colour)
+                    .arg(N(left + 3), N(c_Top + 28), expectation.Label() + " " + expectation.expected.toHtmlEscaped());
         }
     }
     return svg;

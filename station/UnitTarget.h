@@ -19,8 +19,8 @@ public:
 
 private:
     QString m_Name;
-    QString m_Vunit;   // virtual units
+    QString m_Vunit;  // virtual units
     QString m_Profile;
-    QString m_Host;    // ssh units: [USER@]HOST
+    QString m_Host;  // ssh units: [USER@]HOST
     QString m_Port;
 };

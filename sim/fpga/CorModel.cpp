@@ -7,9 +7,34 @@ bool Writable(uint16_t a)
 {
     switch (a)
     {
-    case 0: case 4: case 8: case 16: case 17: case 18: case 24: case 32: case 33: case 34: case 35:
-    case 36: case 37: case 38: case 48: case 50: case 51: case 52: case 53: case 56: case 57:
-    case 67: case 81: case 96: case 256: case 257: case 512: case 513:
+    case 0:
+    case 4:
+    case 8:
+    case 16:
+    case 17:
+    case 18:
+    case 24:
+    case 32:
+    case 33:
+    case 34:
+    case 35:
+    case 36:
+    case 37:
+    case 38:
+    case 48:
+    case 50:
+    case 51:
+    case 52:
+    case 53:
+    case 56:
+    case 57:
+    case 67:
+    case 81:
+    case 96:
+    case 256:
+    case 257:
+    case 512:
+    case 513:
         return true;
     default:
         return false;
@@ -59,7 +84,7 @@ void CCorModel::Command(uint8_t value)
     Fill(m_Fifo, bytes);
     RaiseInterrupt();
     Note("ping " + std::to_string(m_Pings) + ": " + std::to_string(count) + " samples, bottom at sample " +
-          std::to_string(m_Echo.BottomIndex(count)));
+         std::to_string(m_Echo.BottomIndex(count)));
 }
 
 bool CCorModel::ReadByte(uint16_t address, uint8_t& value)

@@ -71,14 +71,13 @@ void CFpgaModel::LoadFirmware(const std::string& bytes)
     {
         // The "1" that opens a load, or a foreign image: the FPGA is left blank.
         m_Loaded = false;
-        Trace("firmware " + std::to_string(bytes.size()) + " bytes, not a " + Family() +
-              " image: FPGA blank (" + CFpgaTrace::Hex(reinterpret_cast<const uint8_t*>(bytes.data()),
-                                                       bytes.size(), 8) + ")");
+        Trace("firmware " + std::to_string(bytes.size()) + " bytes, not a " + Family() + " image: FPGA blank (" +
+              CFpgaTrace::Hex(reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size(), 8) + ")");
         return;
     }
     m_Loaded = true;
     m_Major = major;
     m_Minor = minor;
-    Trace("firmware " + std::to_string(bytes.size()) + " bytes: " + family + " version " +
-          std::to_string(major) + "." + std::to_string(minor));
+    Trace("firmware " + std::to_string(bytes.size()) + " bytes: " + family + " version " + std::to_string(major) + "." +
+          std::to_string(minor));
 }

@@ -9,17 +9,17 @@
 // a simulated FPGA sits behind and how that unit's FPGA behaves.
 struct FpgaSetup_T
 {
-    std::string path;          // the device node, e.g. /dev/LSfpga0
-    std::string model;         // cor, lumet, lowscan-uart, lowscan-spi
-    unsigned int seed = 1;     // noise of the echo simulation
-    unsigned int depth = 12;   // bottom depth in metres
-    int flashMajor = -1;       // firmware present at power-up; -1: blank until loaded
+    std::string path;         // the device node, e.g. /dev/LSfpga0
+    std::string model;        // cor, lumet, lowscan-uart, lowscan-spi
+    unsigned int seed = 1;    // noise of the echo simulation
+    unsigned int depth = 12;  // bottom depth in metres
+    int flashMajor = -1;      // firmware present at power-up; -1: blank until loaded
     int flashMinor = 0;
     unsigned int channel = 0;  // the channel a UART port carries
     unsigned int transducer = 0x21;
     unsigned int speed = 0;
     unsigned int adc[3] = {0x400000, 0x123456, 0x0abcde};  // reference, water temperature, sense
-    std::string follow;        // another node whose firmware load also configures this one
+    std::string follow;                                    // another node whose firmware load also configures this one
     std::set<std::string> faults;
 
     bool Fault(const char* name) const { return faults.count(name) != 0; }

@@ -4,9 +4,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-CFpgaTrace::CFpgaTrace(const std::string& path) : m_Path(path)
-{
-}
+CFpgaTrace::CFpgaTrace(const std::string& path) : m_Path(path) {}
 
 void CFpgaTrace::Line(const std::string& device, const std::string& text)
 {

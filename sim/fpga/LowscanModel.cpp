@@ -18,10 +18,10 @@ unsigned int CLowscanModel::ProgrammedSamples(unsigned int channel) const
 void CLowscanModel::SetRegister(uint16_t address, uint32_t value)
 {
     static const std::map<uint16_t, const char*> names = {
-        {1, "command"}, {17, "pulse A ch0"}, {18, "pulse B ch0"}, {25, "pulse A ch1"}, {26, "pulse B ch1"},
-        {33, "sampling A ch0"}, {37, "sampling B ch0"}, {41, "sampling A ch1"}, {45, "sampling B ch1"},
-        {34, "gain ch0"}, {35, "colour gain ch0"}, {42, "gain ch1"}, {43, "colour gain ch1"},
-        {65, "boost"}, {66, "analogue gain"}};
+        {1, "command"},          {17, "pulse A ch0"},    {18, "pulse B ch0"},     {25, "pulse A ch1"},
+        {26, "pulse B ch1"},     {33, "sampling A ch0"}, {37, "sampling B ch0"},  {41, "sampling A ch1"},
+        {45, "sampling B ch1"},  {34, "gain ch0"},       {35, "colour gain ch0"}, {42, "gain ch1"},
+        {43, "colour gain ch1"}, {65, "boost"},          {66, "analogue gain"}};
     const auto name = names.find(address);
     char text[96];
     snprintf(text, sizeof text, "register %u = 0x%08x (%s)", address, value,

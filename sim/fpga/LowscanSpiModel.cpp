@@ -37,9 +37,9 @@ long CLowscanSpiModel::Write(uint8_t* data, size_t count)
         }
         Trace(request + " register block");
         for (size_t at = 1; at + 6 <= count; at += 6)
-            SetRegister(static_cast<uint16_t>(data[at] << 8 | data[at + 1]),
-                        static_cast<uint32_t>(data[at + 2]) << 24 | data[at + 3] << 16 | data[at + 4] << 8 |
-                            data[at + 5]);
+            SetRegister(static_cast<uint16_t>(data[at] << 8 | data[at + 1]), static_cast<uint32_t>(data[at + 2]) << 24 |
+                                                                                 data[at + 3] << 16 |
+                                                                                 data[at + 4] << 8 | data[at + 5]);
         break;
     case 5:
     {

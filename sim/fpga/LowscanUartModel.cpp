@@ -34,8 +34,7 @@ void CLowscanUartModel::Frame(const uint8_t* frame)
         sum = static_cast<uint8_t>(sum + frame[i]);
     if (sum != frame[7])
     {
-        Trace("frame " + CFpgaTrace::Hex(frame, 8) + ": checksum error, sum " + CFpgaTrace::Hex(&sum, 1) +
-              ": ignored");
+        Trace("frame " + CFpgaTrace::Hex(frame, 8) + ": checksum error, sum " + CFpgaTrace::Hex(&sum, 1) + ": ignored");
         return;
     }
     const uint16_t address = static_cast<uint16_t>(frame[1] << 8 | frame[2]);
@@ -85,7 +84,7 @@ void CLowscanUartModel::RelayPing(CLowscanUartModel& port)
     const unsigned int samples = ProgrammedSamples(channel);
     std::vector<uint8_t> packet = PingPacket(channel, samples, m_Pings);
     std::lock_guard<std::mutex> lock(port.Mutex());
-    port.Trace("ping channel " + std::to_string(channel) + " (fired on " + m_Setup.Name() + "): " +
-               std::to_string(samples) + " samples, packet " + std::to_string(packet.size()) + " bytes");
+    port.Trace("ping channel " + std::to_string(channel) + " (fired on " + m_Setup.Name() +
+               "): " + std::to_string(samples) + " samples, packet " + std::to_string(packet.size()) + " bytes");
     port.Reply(packet.data(), packet.size());
 }

@@ -9,9 +9,8 @@ bool SharedWritable(uint16_t a)
 
 bool ChannelWritable(uint16_t offset)
 {
-    return offset == 0x10 || offset == 0x11 || offset == 0x12 || (offset >= 0x20 && offset <= 0x23) ||
-           offset == 0x40 || offset == 0x41 || offset == 0x42 || offset == 0x51 ||
-           (offset >= 0x200 && offset <= 0x209);
+    return offset == 0x10 || offset == 0x11 || offset == 0x12 || (offset >= 0x20 && offset <= 0x23) || offset == 0x40 ||
+           offset == 0x41 || offset == 0x42 || offset == 0x51 || (offset >= 0x200 && offset <= 0x209);
 }
 
 // Correlation tables: channel 0 from 0x6000, channel 1 from 0xA000.
@@ -76,8 +75,8 @@ void CLumetModel::Ping()
     {
         const unsigned int count = ProgrammedSamples(channel);
         Fill(m_Fifo[channel], m_Echo.Ping(count, m_Pings * 2 + channel));
-        Note("ping " + std::to_string(m_Pings) + " channel " + std::to_string(channel) + ": " +
-              std::to_string(count) + " samples, bottom at sample " + std::to_string(m_Echo.BottomIndex(count)));
+        Note("ping " + std::to_string(m_Pings) + " channel " + std::to_string(channel) + ": " + std::to_string(count) +
+             " samples, bottom at sample " + std::to_string(m_Echo.BottomIndex(count)));
     }
     RaiseInterrupt();
 }

@@ -82,8 +82,8 @@ size_t CSpiPacketModel::Packet(const uint8_t* data, size_t left)
 {
     if (left < 8 || data[0] != 0x43 || data[1] != 0x53)
     {
-        Trace("bad packet (" + std::string(left < 8 ? "too short" : "no sync word") + "): " +
-              std::to_string(left) + " bytes dropped: " + CFpgaTrace::Hex(data, left, 8));
+        Trace("bad packet (" + std::string(left < 8 ? "too short" : "no sync word") + "): " + std::to_string(left) +
+              " bytes dropped: " + CFpgaTrace::Hex(data, left, 8));
         return 0;
     }
     const uint16_t address = static_cast<uint16_t>(data[2] | data[3] << 8);
@@ -149,8 +149,8 @@ size_t CSpiPacketModel::Packet(const uint8_t* data, size_t left)
     }
     if (m_Setup.Fault("bad-checksum"))
         reply[length] = static_cast<uint8_t>(replySum + 1);
-    Trace(what + " -> " + CFpgaTrace::Hex(reply.data(), length, 8) + " sum " +
-          CFpgaTrace::Hex(&reply[length], 1) + (m_Setup.Fault("bad-checksum") ? " (wrong: fault)" : ""));
+    Trace(what + " -> " + CFpgaTrace::Hex(reply.data(), length, 8) + " sum " + CFpgaTrace::Hex(&reply[length], 1) +
+          (m_Setup.Fault("bad-checksum") ? " (wrong: fault)" : ""));
     for (const std::string& note : m_Notes)
         Trace(note);
     m_Notes.clear();
@@ -178,10 +178,9 @@ int CSpiPacketModel::Ioctl(unsigned long request, void* argument)
         if (argument)
             memcpy(words, argument, sizeof words);
         char text[96];
-        snprintf(text, sizeof text, "ioctl start-ping-read {0x%04x, 0x%04x, %u, %u, %u}", words[0], words[1],
-                 words[2], words[3], words[4]);
-        if (!argument || words[0] != 0x5343 || words[1] > 0xFFFF ||
-            !PingFifo(static_cast<uint16_t>(words[1])))
+        snprintf(text, sizeof text, "ioctl start-ping-read {0x%04x, 0x%04x, %u, %u, %u}", words[0], words[1], words[2],
+                 words[3], words[4]);
+        if (!argument || words[0] != 0x5343 || words[1] > 0xFFFF || !PingFifo(static_cast<uint16_t>(words[1])))
         {
             Trace(std::string(text) + ": bad descriptor");
             errno = EINVAL;

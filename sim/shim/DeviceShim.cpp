@@ -128,13 +128,13 @@ int RealOpen(const char* path, int flags)
 
 ssize_t RealRead(int fd, void* buffer, size_t count)
 {
-    REAL(read, ssize_t (*)(int, void*, size_t));
+    REAL(read, ssize_t(*)(int, void*, size_t));
     return real_read(fd, buffer, count);
 }
 
 ssize_t RealWrite(int fd, const void* buffer, size_t count)
 {
-    REAL(write, ssize_t (*)(int, const void*, size_t));
+    REAL(write, ssize_t(*)(int, const void*, size_t));
     return real_write(fd, buffer, count);
 }
 
@@ -180,21 +180,21 @@ OPEN_WRAPPER(open64)
 OPENAT_WRAPPER(openat)
 OPENAT_WRAPPER(openat64)
 
-#define OPEN2_WRAPPER(name)                                        \
-    int name(const char* path, int flags)                          \
-    {                                                              \
-        REAL(name, int (*)(const char*, int));                     \
-        const int fd = OpenSimulated(path, flags);                 \
+#define OPEN2_WRAPPER(name)                                           \
+    int name(const char* path, int flags)                             \
+    {                                                                 \
+        REAL(name, int (*)(const char*, int));                        \
+        const int fd = OpenSimulated(path, flags);                    \
         return fd >= 0 || errno != 0 ? fd : real_##name(path, flags); \
     }
 OPEN2_WRAPPER(__open_2)
 OPEN2_WRAPPER(__open64_2)
 
-#define OPENAT2_WRAPPER(name)                                             \
-    int name(int dirfd, const char* path, int flags)                      \
-    {                                                                     \
-        REAL(name, int (*)(int, const char*, int));                       \
-        const int fd = OpenSimulated(path, flags);                        \
+#define OPENAT2_WRAPPER(name)                                                \
+    int name(int dirfd, const char* path, int flags)                         \
+    {                                                                        \
+        REAL(name, int (*)(int, const char*, int));                          \
+        const int fd = OpenSimulated(path, flags);                           \
         return fd >= 0 || errno != 0 ? fd : real_##name(dirfd, path, flags); \
     }
 OPENAT2_WRAPPER(__openat_2)
@@ -213,7 +213,7 @@ ssize_t read(int fd, void* buffer, size_t count)
 
 ssize_t __read_chk(int fd, void* buffer, size_t count, size_t size)
 {
-    REAL(__read_chk, ssize_t (*)(int, void*, size_t, size_t));
+    REAL(__read_chk, ssize_t(*)(int, void*, size_t, size_t));
     if (count > size || !Simulated(fd))
         return real___read_chk(fd, buffer, count, size);
     return read(fd, buffer, count);
@@ -249,9 +249,8 @@ int ioctl(int fd, unsigned long request, ...)
 
 int poll(struct pollfd* fds, nfds_t count, int timeout)
 {
-    return PollSome(fds, count, [timeout](struct pollfd* f, nfds_t n, bool now) {
-        return RealPoll(f, n, now ? 0 : timeout);
-    });
+    return PollSome(fds, count,
+                    [timeout](struct pollfd* f, nfds_t n, bool now) { return RealPoll(f, n, now ? 0 : timeout); });
 }
 
 int __poll_chk(struct pollfd* fds, nfds_t count, int timeout, size_t size)
@@ -271,8 +270,7 @@ int ppoll(struct pollfd* fds, nfds_t count, const struct timespec* timeout, cons
     });
 }
 
-int __ppoll_chk(struct pollfd* fds, nfds_t count, const struct timespec* timeout, const sigset_t* mask,
-                size_t size)
+int __ppoll_chk(struct pollfd* fds, nfds_t count, const struct timespec* timeout, const sigset_t* mask, size_t size)
 {
     REAL(__ppoll_chk, int (*)(struct pollfd*, nfds_t, const struct timespec*, const sigset_t*, size_t));
     if (count > size / sizeof(struct pollfd))

@@ -25,8 +25,8 @@ public:
 
     // -1 with errno when `path` is not simulated (errno 0) or cannot be opened.
     int Open(const char* path, int flags);
-    CFpgaModel* Model(int fd);      // the SPI model behind fd, or null
-    void Forget(int fd);            // fd is about to be closed
+    CFpgaModel* Model(int fd);  // the SPI model behind fd, or null
+    void Forget(int fd);        // fd is about to be closed
     void AfterShellCommand(const char* command);
     void CheckTripwires();
 

@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-
 namespace
 {
 const std::string c_Adc = "/sys/devices/platform/omap/ti_tscadc/tiadc/iio:device0/";
@@ -50,10 +49,18 @@ TEST(FrontEnd, SensorReadingsAreShown)
         {"battery", {}, {"batteryvoltage"}, Performed({"batteryvoltage"}, "3012\n\n")},
         {"lcd", {}, {"lcdtemperature"}, Performed({"lcdtemperature"}, "1650\n\n")},
         {"sense pin", {}, {"sensepin"}, Performed({"sensepin"}, "4095\n\n")},
-        {"extra arguments ignored", {}, {"sensepin", "now", "please"}, Performed({"sensepin", "now", "please"}, "4095\n\n")},
-        {"no newline", {"--file", c_Adc + "in_voltage0_raw=2999"}, {"batteryvoltage"},
+        {"extra arguments ignored",
+         {},
+         {"sensepin", "now", "please"},
+         Performed({"sensepin", "now", "please"}, "4095\n\n")},
+        {"no newline",
+         {"--file", c_Adc + "in_voltage0_raw=2999"},
+         {"batteryvoltage"},
          Performed({"batteryvoltage"}, "2999\n")},
-        {"zero byte inside", {"--file", c_Adc + "in_voltage4_raw=" + zero}, {"sensepin"}, Performed({"sensepin"}, "12\n")},
+        {"zero byte inside",
+         {"--file", c_Adc + "in_voltage4_raw=" + zero},
+         {"sensepin"},
+         Performed({"sensepin"}, "12\n")},
     });
 }
 
@@ -63,11 +70,14 @@ TEST(FrontEnd, BadSensorFilesFailWithUnitData)
     const std::string openFailure = "ERROR: Failed to open file:\n" + battery;
     ExpectWholeOutputs({
         {"empty", {"--file", battery + "="}, {"batteryvoltage"}, Failed({"batteryvoltage"}, "Empty File.\n")},
-        {"missing", {"--remove", battery}, {"batteryvoltage"},
+        {"missing", {"--remove", battery}, {"batteryvoltage"}, openFailure + Failed({"batteryvoltage"}, openFailure)},
+        {"unreadable",
+         {"--mode", battery + "=000"},
+         {"batteryvoltage"},
          openFailure + Failed({"batteryvoltage"}, openFailure)},
-        {"unreadable", {"--mode", battery + "=000"}, {"batteryvoltage"},
-         openFailure + Failed({"batteryvoltage"}, openFailure)},
-        {"a folder", {"--remove", battery, "--dir", battery}, {"batteryvoltage"},
+        {"a folder",
+         {"--remove", battery, "--dir", battery},
+         {"batteryvoltage"},
          openFailure + Failed({"batteryvoltage"}, openFailure)},
     });
 }
@@ -80,9 +90,11 @@ TEST(FrontEnd, UnknownCommandsShowTheHelp)
         {"empty word", {}, {""}, Unrecognised({""})},
         {"listed in help only", {}, {"6mping", "0"}, Unrecognised({"6mping", "0"})},
         {"case matters", {}, {"BatteryVoltage"}, Unrecognised({"BatteryVoltage"})},
-        {"percent sign doubled", {}, {"100%%"},
-         ReportHeader("./sonarbench 100% ") + c_HelpVersion + "ERROR: First Parameter not recognized: " +
-             Line({"100%%"}) + c_HelpText},
+        {"percent sign doubled",
+         {},
+         {"100%%"},
+         ReportHeader("./sonarbench 100% ") + c_HelpVersion +
+             "ERROR: First Parameter not recognized: " + Line({"100%%"}) + c_HelpText},
     });
 }
 
@@ -93,10 +105,17 @@ TEST(FrontEnd, ArgumentRulesOfTheCommandRows)
         {"lowscanping alone", {}, {"lowscanping"}, Failed({"lowscanping"}, count)},
         {"lumetping two words", {}, {"lumetping", "200", "350"}, Failed({"lumetping", "200", "350"}, count)},
         {"xkping short", {}, {"xkping", "a.txt", "0"}, Failed({"xkping", "a.txt", "0"}, count)},
-        {"ping short", {}, {"ping", "1", "2", "3", "4", "5", "6", "7"}, Failed({"ping", "1", "2", "3", "4", "5", "6", "7"}, count)},
-        {"unknown frequency", {}, {"lowscanping", "400"},
+        {"ping short",
+         {},
+         {"ping", "1", "2", "3", "4", "5", "6", "7"},
+         Failed({"ping", "1", "2", "3", "4", "5", "6", "7"}, count)},
+        {"unknown frequency",
+         {},
+         {"lowscanping", "400"},
          Failed({"lowscanping", "400"}, "ERROR: Start freq must be 200, 350, 350long or 200long.")},
-        {"unknown gain", {}, {"ping", "200000", "210000", "27", "45", "0", "max"},
+        {"unknown gain",
+         {},
+         {"ping", "200000", "210000", "27", "45", "0", "max"},
          "max is not a valid Analogue Gain level.\n" +
              Failed({"ping", "200000", "210000", "27", "45", "0", "max"}, "")},
         {"speed alone", {}, {"speed"}, Unrecognised({"speed"}, count)},
@@ -109,10 +128,17 @@ TEST(FrontEnd, SonarThatCannotBeEnabledFailsEveryCommand)
     const std::string powerSwitch = "/sys/devices/platform/varrow/sonar_power";
     const std::string noPath = "ERROR: Path does not exist: " + powerSwitch + "\n";
     ExpectWholeOutputs({
-        {"switch missing", {"--remove", powerSwitch}, {"batteryvoltage"},
+        {"switch missing",
+         {"--remove", powerSwitch},
+         {"batteryvoltage"},
          noPath + Failed({"batteryvoltage"}, "ERROR: Cannot enable Sonar.\n")},
-        {"unknown command too", {"--remove", powerSwitch}, {"foo"}, noPath + Failed({"foo"}, "ERROR: Cannot enable Sonar.\n")},
-        {"switch not writable", {"--remove", powerSwitch, "--dir", powerSwitch}, {"sensepin"},
+        {"unknown command too",
+         {"--remove", powerSwitch},
+         {"foo"},
+         noPath + Failed({"foo"}, "ERROR: Cannot enable Sonar.\n")},
+        {"switch not writable",
+         {"--remove", powerSwitch, "--dir", powerSwitch},
+         {"sensepin"},
          Failed({"sensepin"}, "ERROR: Cannot enable Sonar.\nERROR: Failed to open file:" + powerSwitch + "\n")},
     });
 }

@@ -9,8 +9,8 @@ const std::string c_Folder = "/corvane/Application/FPGAFirmware";
 std::string Parameters(int ch0, int ch1, int decimation)
 {
     return "\nParameters:\nCh0Period = " + std::to_string(ch0) + "; Ch1Period = " + std::to_string(ch1) +
-           " ; Start freq = 200000.000000; End freq = 210000.000000; Decimation rate = " +
-           std::to_string(decimation) + " ; Samples = 993\n";
+           " ; Start freq = 200000.000000; End freq = 210000.000000; Decimation rate = " + std::to_string(decimation) +
+           " ; Samples = 993\n";
 }
 
 // Three digits a sample, nothing else; the echo's transmit bang comes first.
@@ -39,14 +39,30 @@ TEST(Ping, TwoChannelPingOnTheUartProducts)
         const char* gainRegister;  // the analogue gain the FPGA received
         const char* samplingA;     // the decimation rate in its upper half
     } cases[] = {
-        {"varrow", {"ping", "200000", "210000", "27", "45", "0", "medium"}, "", Parameters(45, 0, 76), "0x0000000a",
+        {"varrow",
+         {"ping", "200000", "210000", "27", "45", "0", "medium"},
+         "",
+         Parameters(45, 0, 76),
+         "0x0000000a",
          "0x004c0001"},
-        {"varrowx", {"ping", "200000", "210000", "27", "45", "1", "HIGH"}, "", Parameters(0, 45, 76), "0x00000000",
+        {"varrowx",
+         {"ping", "200000", "210000", "27", "45", "1", "HIGH"},
+         "",
+         Parameters(0, 45, 76),
+         "0x00000000",
          "0x004c0001"},
-        {"ql1a", {"ping", "200000", "210000", "54", "45", "0", "low"}, c_QLSounderStopped, Parameters(45, 0, 152),
-         "0x00000014", "0x00980001"},
+        {"ql1a",
+         {"ping", "200000", "210000", "54", "45", "0", "low"},
+         c_QLSounderStopped,
+         Parameters(45, 0, 152),
+         "0x00000014",
+         "0x00980001"},
         // A depth of -1 reads as 4294967295: the rate saturates as on the unit.
-        {"varrow", {"ping", "200000", "210000", "-1", "45", "1", "low"}, "", Parameters(0, 45, -1), "0x00000014",
+        {"varrow",
+         {"ping", "200000", "210000", "-1", "45", "1", "low"},
+         "",
+         Parameters(0, 45, -1),
+         "0x00000014",
          "0xffff0001"},
     };
     for (const auto& c : cases)
@@ -61,8 +77,7 @@ TEST(Ping, TwoChannelPingOnTheUartProducts)
         EXPECT_NE(Trace(dir).find(std::string("register 66 = ") + c.gainRegister + " (analogue gain)"),
                   std::string::npos)
             << c.profile;
-        EXPECT_NE(Trace(dir).find(std::string("register 33 = ") + c.samplingA + " (sampling A ch0)"),
-                  std::string::npos)
+        EXPECT_NE(Trace(dir).find(std::string("register 33 = ") + c.samplingA + " (sampling A ch0)"), std::string::npos)
             << c.profile;
         RemoveTree(dir);
     }
@@ -85,8 +100,8 @@ TEST(Ping, RefusalsAndFailures)
     const std::vector<std::string> wrong = {"ping", "200000", "210000", "0", "45", "2", "Medium"};
     const std::string dir = MakeUnitDir();
     const SplitOutput_T run = SplitSampleBlocks(RunOnUnit({"varrow", {}, wrong, dir}).out);
-    EXPECT_EQ(run.text, "3\n" + c_FpgaNotice + "Invalid channel Specified: 2\n" + Parameters(45, 45, 0) + c_Block + "\n" +
-                            Failed(wrong, "Firmware Version: 1.4\nChannel must be 1 or 0.\n", "Varrow\n"));
+    EXPECT_EQ(run.text, "3\n" + c_FpgaNotice + "Invalid channel Specified: 2\n" + Parameters(45, 45, 0) + c_Block +
+                            "\n" + Failed(wrong, "Firmware Version: 1.4\nChannel must be 1 or 0.\n", "Varrow\n"));
     const std::string trace = Trace(dir);
     EXPECT_NE(trace.find("register 66 = 0x00000000 (analogue gain)"), std::string::npos);  // "Medium" is no word
     // Both channels fire; channel 255 is read from the second port.
@@ -117,10 +132,11 @@ TEST(LumetPing, LongChirpPingsOnTheLumetFamily)
         const std::string dir = MakeUnitDir();
         const SplitOutput_T run = SplitSampleBlocks(RunOnUnit({c.profile, {}, args, dir}).out);
         const std::string version = std::string("Firmware Version: ") + (c.profile[0] == 'n' ? "3.0\n" : "2.0\n");
-        EXPECT_EQ(run.text, c.loaded + c_Block + "\n" +
-                                Passed(args, c_FpgaNotice + (c.profile == std::string("lumetv1") ? "Firmware Version: 1.0\n"
-                                                                                                  : version) +
-                                                 Attempt(c.channel)))
+        EXPECT_EQ(run.text,
+                  c.loaded + c_Block + "\n" +
+                      Passed(args, c_FpgaNotice +
+                                       (c.profile == std::string("lumetv1") ? "Firmware Version: 1.0\n" : version) +
+                                       Attempt(c.channel)))
             << c.profile << " " << c.frequency;
         ASSERT_EQ(run.blocks.size(), 1u);
         ExpectThreeDigitBlock(run.blocks[0], 1024, c.profile);
@@ -150,15 +166,18 @@ TEST(LumetPing, RefusedSettingsAndProducts)
         std::vector<std::string> args;
         std::string expected;
     } cases[] = {
-        {"lumetv1", {"lumetping", "200long"},
+        {"lumetv1",
+         {"lumetping", "200long"},
          v1Load + Failed({"lumetping", "200long"}, "ERROR: Channel 0 (Sonar) does not exist. Will not ping.\n",
                          "LumetV1\n")},
         {"lumetv2", {"lumetping", "200"}, v2Load + Failed({"lumetping", "200"}, unknown, "LumetV2\n")},
         {"lumetv2", {"lowscanping", "50long"}, v2Load + Failed({"lowscanping", "50long"}, unknown, "LumetV2\n")},
-        {"lumetv2", {"lumetping", "200LONG"},
+        {"lumetv2",
+         {"lumetping", "200LONG"},
          Failed({"lumetping", "200LONG"}, "ERROR: Start freq must be 200, 350, 350long or 200long.", "LumetV2\n")},
         // No product identity, so no FPGA interface: the version read fails.
-        {"tessfinv1", {"lumetping", "350long"},
+        {"tessfinv1",
+         {"lumetping", "350long"},
          c_UnknownProduct + v2Load +
              Failed({"lumetping", "350long"},
                     c_FpgaNotice + "ERROR: Failed to get version.\nERROR: Failed to populate FPGA data.\n",

@@ -15,7 +15,7 @@ const std::string c_PelionSwitch = "/root/sys/devices/platform/pelion/sonar_powe
 struct Product_T
 {
     const char* profile;
-    std::string preamble;      // printed while the controller sets up
+    std::string preamble;            // printed while the controller sets up
     const std::string* powerSwitch;  // switched on, or null
 };
 
@@ -66,9 +66,9 @@ TEST(Products, CatalogueRowsMatchTheUnits)
         EXPECT_EQ(Has(power, c_NoProduct), p->Environment == ENV_UNKNOWN);
         // A switchless product's notice goes to a text the report drops.
         const char* const board = p->Power == POWER_VARROW ? "varrow" : p->Power == POWER_PELION ? "pelion" : nullptr;
-        const std::string missing = board ? std::string("ERROR: Path does not exist: /sys/devices/platform/") +
-                                                board + "/sonar_power\n"
-                                          : "Test Result: Operation Performed.\n";
+        const std::string missing =
+            board ? std::string("ERROR: Path does not exist: /sys/devices/platform/") + board + "/sonar_power\n"
+                  : "Test Result: Operation Performed.\n";
         EXPECT_TRUE(Has(power, missing)) << power;
 
         const std::string folder = p->Folder == FOLDER_MODULE ? "/corvane/Application/QuenlorSounder/FPGAFirmware"
@@ -113,16 +113,36 @@ TEST(Products, EveryProfileRunsAReading)
 {
     const std::string ql = "Command = /corvane/Application/KillQLSounder\nOut: QLSounder stopped\n";
     const Product_T products[] = {
-        {"none", c_NoProduct, nullptr},     {"hy05", c_NoProduct, nullptr},   {"hx10", c_NoProduct, nullptr},
-        {"hx05", c_NoProduct, nullptr},     {"hy10", c_NoProduct, nullptr},   {"hy20", c_NoProduct, nullptr},
-        {"hy03", c_NoProduct, nullptr},     {"hz02", "", nullptr},            {"hz03", "", nullptr},
-        {"hz05", "", nullptr},              {"hz10", "", nullptr},            {"varrow", "", &c_VarrowSwitch},
-        {"varrowx", "", &c_VarrowSwitch},   {"tq", c_NoProduct, nullptr},     {"halvard", c_NoProduct, nullptr},
-        {"ql1a", ql, &c_VarrowSwitch},      {"ql2a", ql, &c_VarrowSwitch},    {"ql4k", "", &c_VarrowSwitch},
-        {"ql5k", "", &c_VarrowSwitch},      {"ql6m", "", &c_VarrowSwitch},    {"lumetv4", "", &c_VarrowSwitch},
-        {"lumetv1", "", &c_VarrowSwitch},   {"lumetv2", "", &c_VarrowSwitch}, {"lumetv3", c_NoProduct, nullptr},
-        {"lumetv5", "", &c_VarrowSwitch},   {"lumetv6", "", &c_VarrowSwitch}, {"tessfinv1", c_NoProduct, nullptr},
-        {"nr1", "", &c_PelionSwitch},       {"nr2", "", &c_PelionSwitch},     {"nr3", "", &c_PelionSwitch},
+        {"none", c_NoProduct, nullptr},
+        {"hy05", c_NoProduct, nullptr},
+        {"hx10", c_NoProduct, nullptr},
+        {"hx05", c_NoProduct, nullptr},
+        {"hy10", c_NoProduct, nullptr},
+        {"hy20", c_NoProduct, nullptr},
+        {"hy03", c_NoProduct, nullptr},
+        {"hz02", "", nullptr},
+        {"hz03", "", nullptr},
+        {"hz05", "", nullptr},
+        {"hz10", "", nullptr},
+        {"varrow", "", &c_VarrowSwitch},
+        {"varrowx", "", &c_VarrowSwitch},
+        {"tq", c_NoProduct, nullptr},
+        {"halvard", c_NoProduct, nullptr},
+        {"ql1a", ql, &c_VarrowSwitch},
+        {"ql2a", ql, &c_VarrowSwitch},
+        {"ql4k", "", &c_VarrowSwitch},
+        {"ql5k", "", &c_VarrowSwitch},
+        {"ql6m", "", &c_VarrowSwitch},
+        {"lumetv4", "", &c_VarrowSwitch},
+        {"lumetv1", "", &c_VarrowSwitch},
+        {"lumetv2", "", &c_VarrowSwitch},
+        {"lumetv3", c_NoProduct, nullptr},
+        {"lumetv5", "", &c_VarrowSwitch},
+        {"lumetv6", "", &c_VarrowSwitch},
+        {"tessfinv1", c_NoProduct, nullptr},
+        {"nr1", "", &c_PelionSwitch},
+        {"nr2", "", &c_PelionSwitch},
+        {"nr3", "", &c_PelionSwitch},
     };
     for (const Product_T& product : products)
     {
@@ -182,12 +202,15 @@ TEST(Products, UnrecognisedIdentificationIsReportedOnEachLookUp)
         std::string preamble;
     } cases[] = {
         // Looked up twice while setting up and once more to enable the sonar.
-        {"lumetv1", {"--file", "/sys/devices/platform/varrow/product_id=LumetV1"},
+        {"lumetv1",
+         {"--file", "/sys/devices/platform/varrow/product_id=LumetV1"},
          "No valid product ID.\nNo valid product ID.\n" + c_NoProduct + "No valid product ID.\n"},
-        {"tq", {"--file", "/sys/devices/platform/pelion/product_id=Tqxx\\n"},
+        {"tq",
+         {"--file", "/sys/devices/platform/pelion/product_id=Tqxx\\n"},
          "No valid product ID: Check touchscreen.\nNo valid product ID: Check touchscreen.\n" + c_NoProduct +
              "No valid product ID: Check touchscreen.\n"},
-        {"ql4k", {"--file", "/sys/devices/platform/omap/ti_tscadc/tiadc/iio:device0/in_voltage1_raw=63\\n"},
+        {"ql4k",
+         {"--file", "/sys/devices/platform/omap/ti_tscadc/tiadc/iio:device0/in_voltage1_raw=63\\n"},
          "ERROR: No Sonar Board Id.\nERROR: No Sonar Board Id.\n" + c_NoProduct + "ERROR: No Sonar Board Id.\n"},
     };
     for (const Case_T& c : cases)

@@ -69,19 +69,22 @@ TEST(Firmware, EachProductLoadsItsOwnImageAndChecksTheVersion)
 TEST(Firmware, LoadFailuresAreReported)
 {
     const std::vector<std::string> args = {"loadfpgabinary"};
-    const std::string blank = "Loading FPGA...\n" + c_FpgaNotice + "Firmware Version: 255.0\n" + c_Suspicious +
-                              c_UpgradeFailed;
+    const std::string blank =
+        "Loading FPGA...\n" + c_FpgaNotice + "Firmware Version: 255.0\n" + c_Suspicious + c_UpgradeFailed;
     const struct
     {
         const char* name;
         std::vector<std::string> options;
         std::string expected;
     } cases[] = {
-        {"missing folder", {"--remove", c_QLFolder},
+        {"missing folder",
+         {"--remove", c_QLFolder},
          Failed(args, "ERROR: Required path does not exist: " + c_QLFolder + "\n", "QL3B\n")},
-        {"image never loaded", {"--remove", c_QLFolder + "/QL4K_5K_A2_0302.bin"},
+        {"image never loaded",
+         {"--remove", c_QLFolder + "/QL4K_5K_A2_0302.bin"},
          LoadLine(c_QLFolder + "/QL4K_5K_A2_*") + Failed(args, blank, "QL3B\n")},
-        {"version 0", {"--fault", "version0"},
+        {"version 0",
+         {"--fault", "version0"},
          LoadLine(c_QLFolder + "/QL4K_5K_A2_*") +
              Failed(args,
                     "Loading FPGA...\n" + c_FpgaNotice + "Firmware Version: 0.0\n" + c_Suspicious + c_UpgradeFailed,
@@ -112,12 +115,13 @@ TEST(WaterTemperature, SensorFileOrTheFpgaADCs)
     const auto Pk = [&](const std::string& adc) {
         return RunOnUnit({"none",
                           {"--device", "/dev/LSfpga0", "--fpga", "/dev/LSfpga0 lowscan-spi flash=1.2 adc=" + adc},
-                          args, ""},
+                          args,
+                          ""},
                          pelion)
             .out;
     };
-    const std::string version = "ERROR: Unknown Product type.\n" + ReportHeader(CommandLine(args)) +
-                                "Firmware Version: 1.2\n";
+    const std::string version =
+        "ERROR: Unknown Product type.\n" + ReportHeader(CommandLine(args)) + "Firmware Version: 1.2\n";
     EXPECT_EQ(Pk("1000,1000,5"), version + "27.7727\nTest Result: Operation Performed.\n");
     EXPECT_EQ(Pk("1000,100,5"), version + "inf\nTest Result: Operation Performed.\n");
     EXPECT_EQ(Pk("0,1000,5"), version + "ADCRef is zero. Cannot calculate WaterTemperature\n"

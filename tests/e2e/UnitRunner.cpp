@@ -156,8 +156,12 @@ std::string UnitDataBlock(const std::string& commandLine, const std::string& pla
 {
     return "\n\n\n//////////////////////////////////\n"
            "Unit Data for bug reports: \n"
-           "Command:\t\t\t" + commandLine + "\n"
-           "Platfrom: \t\t\t" + platform + "\n"
+           "Command:\t\t\t" +
+           commandLine +
+           "\n"
+           "Platfrom: \t\t\t" +
+           platform +
+           "\n"
            "Test App Build ID:\t\t\n"
            "Test App Version:\t\t0.0\n"
            "MFD Application Version: \t2.14.0\n"

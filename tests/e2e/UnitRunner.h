@@ -44,7 +44,7 @@ std::string Passed(const std::vector<std::string>& args, const std::string& text
 std::string Performed(const std::vector<std::string>& args, const std::string& text);
 std::string Failed(const std::vector<std::string>& args, const std::string& text, const std::string& platform);
 
-extern const char* const c_HelpText;  // what follows "ERROR: First Parameter not recognized: <line>"
+extern const char* const c_HelpText;     // what follows "ERROR: First Parameter not recognized: <line>"
 extern const char* const c_HelpVersion;  // what comes before it
 
 #endif

@@ -22,9 +22,9 @@ std::string Edited(std::string text, const std::string& from, const std::string&
 // byte and a sample count the xK FPGA takes.
 const std::string& Table()
 {
-    static const std::string table = Edited(
-        Edited(ReadHostFile(SONARBENCH_TABLE_EXAMPLE), "Register( 2)", "Register( 222)"), "Receive( 1000)",
-        "Receive( 512)");
+    static const std::string table =
+        Edited(Edited(ReadHostFile(SONARBENCH_TABLE_EXAMPLE), "Register( 2)", "Register( 222)"), "Receive( 1000)",
+               "Receive( 512)");
     return table;
 }
 
@@ -38,8 +38,9 @@ std::string Crlf(const std::string& text)
 
 std::string Lines(unsigned int samples, const char* channel = "")
 {
-    return std::string(channel) + "Element: 1 Centre Freq: 150 & RxBand: PingConfigRxBand_HF\n\nSamples: " +
-           std::to_string(samples) + " Buffer Bytes: " + std::to_string(samples * 2) + "\n";
+    return std::string(channel) +
+           "Element: 1 Centre Freq: 150 & RxBand: PingConfigRxBand_HF\n\nSamples: " + std::to_string(samples) +
+           " Buffer Bytes: " + std::to_string(samples * 2) + "\n";
 }
 
 struct Ran_T
@@ -89,9 +90,9 @@ TEST(XkPing, PingsFromATableFileOnTheXkModules)
     // goes to the filter selection instead of the channel filter register.
     const std::vector<std::string> ql6mArgs = {"xkping", "/tmp/t.txt", "1", "256"};
     const Ran_T ql6m = RunTable("ql6m", Table(), ql6mArgs);
-    EXPECT_EQ(ql6m.output.text,
-              "cat /corvane/Application/QuenlorSounder/FPGAFirmware/QL6M_A4* > /dev/LSfpga0\n" + c_Block + "\n" +
-                  Lines(512, "Channel: 1 ") + Passed(ql6mArgs, c_Loading + c_FpgaNotice));
+    EXPECT_EQ(ql6m.output.text, "cat /corvane/Application/QuenlorSounder/FPGAFirmware/QL6M_A4* > /dev/LSfpga0\n" +
+                                    c_Block + "\n" + Lines(512, "Channel: 1 ") +
+                                    Passed(ql6mArgs, c_Loading + c_FpgaNotice));
     EXPECT_NE(ql6m.trace.find("LSfpga0 write 0x0012 [1] 00\nLSfpga0 write 0x0000 [1] 02\nLSfpga0 write 0x0004 [1] 03"),
               std::string::npos);
     EXPECT_EQ(ql6m.trace.find("LSfpga1 write"), std::string::npos);
@@ -154,7 +155,8 @@ TEST(XkPing, TableFileVariations)
                   Failed(missing, c_Loading + "ERROR: Ensure file exists: nofile.txt \n", "QL3B\n"));
     EXPECT_EQ(RunOnUnit({"varrow", {}, missing, ""}).out,
               "cat /corvane/Application/FPGAFirmware/ > /dev/LSfpga0\n" +
-                  Failed(missing, "ERROR: Product not supported.\n" + c_Loading + "ERROR: Use only for xK derivitives.\n",
+                  Failed(missing,
+                         "ERROR: Product not supported.\n" + c_Loading + "ERROR: Use only for xK derivitives.\n",
                          "Varrow\n"));
 }
 
@@ -178,10 +180,17 @@ TEST(Faults, EachShowsOnACommandOfItsFamily)
         bool traceOnly;
     } cases[] = {
         {"ql4k", {"--fault", "no-reply"}, load, "Firmware Version: 255.0\n", false},
-        {"ql4k", {"--file", table, "--fault", "bad-checksum"}, xk, "read 0x0052 [1] -> 04 sum 05 (wrong: fault)\n", true},
-        {"ql4k", {"--file", table, "--fault", "fifo-status"}, xk,
+        {"ql4k",
+         {"--file", table, "--fault", "bad-checksum"},
+         xk,
+         "read 0x0052 [1] -> 04 sum 05 (wrong: fault)\n",
+         true},
+        {"ql4k",
+         {"--file", table, "--fault", "fifo-status"},
+         xk,
          "LSfpga0 ioctl end-ping-read\nLSfpga0 read 0x0052 [1] -> 05 sum 05\n"
-         "LSfpga0 FIFO status 5 instead of 4 (fault)\nLSfpga0 write 0x0051 [1] 02\nLSfpga0 FIFO cleared\n", true},
+         "LSfpga0 FIFO status 5 instead of 4 (fault)\nLSfpga0 write 0x0051 [1] 02\nLSfpga0 FIFO cleared\n",
+         true},
         {"ql4k", {"--file", table, "--fault", "short-ping"}, xk, "ERROR: Get ping failed with error code: 0.\n", false},
         {"lumetv2", {"--fault", "no-reply"}, lumet, "Firmware Version: 255.0\n", false},
         {"lumetv2", {"--fault", "bad-checksum"}, lumet, " (wrong: fault)\n", true},
@@ -189,8 +198,11 @@ TEST(Faults, EachShowsOnACommandOfItsFamily)
         {"lumetv2", {"--fault", "version0"}, load, "Firmware Version: 0.0\n", false},
         {"varrow", {"--fault", "short-ping"}, ping, "return value: -171\n", false},
         {"varrow", {"--fault", "version0"}, load, "Firmware Version: 0.4\n", false},
-        {"none", {"--device", "/dev/LSfpga0", "--fpga", pk + " fault=no-reply"}, {"watertemperature"},
-         "ERROR: Failed to get version.\n", false},
+        {"none",
+         {"--device", "/dev/LSfpga0", "--fpga", pk + " fault=no-reply"},
+         {"watertemperature"},
+         "ERROR: Failed to get version.\n",
+         false},
         {"none", {"--device", "/dev/LSfpga0", "--fpga", pk + " fault=short-ping"}, ping, "return value: -171\n", false},
     };
     for (const auto& c : cases)

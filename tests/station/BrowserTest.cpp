@@ -93,8 +93,8 @@ Image_T Screenshot(const QString& chromium, const QString& page, const QString& 
     EXPECT_TRUE(browser.waitForFinished(60000)) << page.toStdString();
     QFile file(png);
     Image_T image;
-    EXPECT_TRUE(file.open(QIODevice::ReadOnly)) << "no screenshot of " << page.toStdString()
-                                               << browser.readAllStandardError().toStdString();
+    EXPECT_TRUE(file.open(QIODevice::ReadOnly))
+        << "no screenshot of " << page.toStdString() << browser.readAllStandardError().toStdString();
     EXPECT_TRUE(DecodePng(file.readAll(), image)) << png.toStdString();
     return image;
 }
@@ -105,8 +105,8 @@ TEST(Browser, ScreenshotsShowTheGridAndThePlot)
     if (chromium.isEmpty())
         GTEST_SKIP() << "chromium not installed (Debian chromium): the HTML report is NOT checked in a browser";
     QTemporaryDir dir;
-    const StationRun_T run = RunStation({"run", PlanFile("cor.txt"), "--unit", "ql4k", "--unit", "varrow", "--report",
-                                         dir.filePath("html")});
+    const StationRun_T run = RunStation(
+        {"run", PlanFile("cor.txt"), "--unit", "ql4k", "--unit", "varrow", "--report", dir.filePath("html")});
     ASSERT_EQ(run.exitCode, 1) << run.errors.toStdString();
 
     const Image_T grid = Screenshot(chromium, dir.filePath("html/index.html"), dir.filePath("index.png"));

@@ -45,7 +45,8 @@ TEST_F(Outputs, ProgressAndExitStatus)
     EXPECT_EQ(s_Run.exitCode, 1);
     const QStringList lines = s_Run.errors.split('\n', Qt::SkipEmptyParts);
     ASSERT_EQ(lines.size(), 5);
-    EXPECT_TRUE(QRegularExpression("^ql4k xk: passed, NOT MET \\([0-9.]+ s\\)$").match(lines.filter("ql4k xk")[0]).hasMatch());
+    EXPECT_TRUE(
+        QRegularExpression("^ql4k xk: passed, NOT MET \\([0-9.]+ s\\)$").match(lines.filter("ql4k xk")[0]).hasMatch());
     EXPECT_TRUE(lines.last().startsWith("2 units, 4 steps: 2 met, 2 not met (")) << lines.last().toStdString();
 }
 
@@ -63,15 +64,18 @@ TEST_F(Outputs, JsonHoldsEveryField)
                                       "reading", "report", "samples", "seconds", "stderr", "unit_data", "verdict"}));
     EXPECT_EQ(xk["command"].toArray(), (QJsonArray{"xkping", "200kHPShort.txt", "0", "1"}));
     EXPECT_EQ(xk["samples"][0].toArray().size(), 1024);
-    EXPECT_EQ(xk["blocks"][0]["lines"].toArray(),
-              (QJsonArray{"Element: 1 Centre Freq: 1503 & RxBand: PingConfigRxBand_HF", "Samples: 1024 Buffer Bytes: 2048"}));
+    EXPECT_EQ(
+        xk["blocks"][0]["lines"].toArray(),
+        (QJsonArray{"Element: 1 Centre Freq: 1503 & RxBand: PingConfigRxBand_HF", "Samples: 1024 Buffer Bytes: 2048"}));
     EXPECT_TRUE(xk["report"].toString().contains("\nTest Result: Test Passed.\n"));
     EXPECT_TRUE(xk["reading"].isNull());
-    EXPECT_EQ(xk["expectations"][2].toObject(),
-              (QJsonObject{{"key", "peak-index"}, {"expected", "5..9"}, {"from", 32}, {"measured", 122}, {"met", false}}));
+    EXPECT_EQ(
+        xk["expectations"][2].toObject(),
+        (QJsonObject{{"key", "peak-index"}, {"expected", "5..9"}, {"from", 32}, {"measured", 122}, {"met", false}}));
     const QJsonObject failed = units[1]["steps"][0].toObject();
     EXPECT_EQ(failed["verdict"].toString(), "failed");
-    EXPECT_EQ(failed["errors"].toArray(), (QJsonArray{"ERROR: Product not supported.", "ERROR: Use only for xK derivitives."}));
+    EXPECT_EQ(failed["errors"].toArray(),
+              (QJsonArray{"ERROR: Product not supported.", "ERROR: Use only for xK derivitives."}));
     EXPECT_EQ(failed["unit_data"]["Platfrom"].toString(), "Varrow");
     EXPECT_EQ(units[1]["steps"][1]["reading"].toDouble(), 3012);
     EXPECT_TRUE(units[1]["steps"][1]["met"].toBool());
@@ -96,13 +100,14 @@ TEST_F(Outputs, JunitHasASuitePerUnitAndAFailurePerUnmetExpectation)
                 outline += QString("  out %1\n").arg(xml.readElementText().contains("Test Result:"));
         }
     EXPECT_FALSE(xml.hasError()) << xml.errorString().toStdString();
-    EXPECT_EQ(outline.toStdString(),
-              "suite ql4k tests=2 failures=1\n case ql4k/xk\n  failure peak-index from 32: expected 5..9, measured 122\n"
-              "  out 1\n case ql4k/volts\n  out 1\n"
-              "suite varrow tests=2 failures=1\n case varrow/xk\n  failure verdict: expected passed or performed, "
-              "measured failed\n  failure peak: expected 240..255, measured nothing measured\n"
-              "  failure peak-index from 32: expected 5..9, measured nothing measured\n  out 1\n"
-              " case varrow/volts\n  out 1\n");
+    EXPECT_EQ(
+        outline.toStdString(),
+        "suite ql4k tests=2 failures=1\n case ql4k/xk\n  failure peak-index from 32: expected 5..9, measured 122\n"
+        "  out 1\n case ql4k/volts\n  out 1\n"
+        "suite varrow tests=2 failures=1\n case varrow/xk\n  failure verdict: expected passed or performed, "
+        "measured failed\n  failure peak: expected 240..255, measured nothing measured\n"
+        "  failure peak-index from 32: expected 5..9, measured nothing measured\n  out 1\n"
+        " case varrow/volts\n  out 1\n");
 }
 
 TEST_F(Outputs, HtmlReportIsAGridOfLinkedSelfContainedPages)
@@ -124,8 +129,9 @@ TEST_F(Outputs, HtmlReportIsAGridOfLinkedSelfContainedPages)
     EXPECT_EQ(pages, 4);
     const QString plot = Read("html/unit1-xk.html");
     EXPECT_EQ(plot.count("<svg "), 1);
-    for (const char* part : {">sample index</text>", ">amplitude</text>", "class=\"range peak\"",
-                             "class=\"range peak-index\"", ">peak-index from 32 5..9</text>", "<polyline class=\"samples\""})
+    for (const char* part :
+         {">sample index</text>", ">amplitude</text>", "class=\"range peak\"", "class=\"range peak-index\"",
+          ">peak-index from 32 5..9</text>", "<polyline class=\"samples\""})
         EXPECT_TRUE(plot.contains(part)) << part;
     EXPECT_EQ(plot.section("points=\"", 1).section('"', 0, 0).split(' ').size(), 1024);
 }

@@ -27,9 +27,11 @@ TEST(Plan, RefusesEveryMalformedLineNamingFileAndLine)
          "p.txt:2: unknown expectation 'colour' (verdict, reading, samples, peak, peak-index or mean)"},
         {"step a sensepin\nexpect peak 1.5..3\n", "p.txt:2: peak takes MIN..MAX or one whole number, not '1.5..3'"},
         {"step a sensepin\nexpect mean 2..x\n", "p.txt:2: mean takes MIN..MAX or one decimal number, not '2..x'"},
-        {"step a sensepin\nexpect samples 9..3\n", "p.txt:2: samples range '9..3' is empty: its minimum is above its maximum"},
+        {"step a sensepin\nexpect samples 9..3\n",
+         "p.txt:2: samples range '9..3' is empty: its minimum is above its maximum"},
         {"step a sensepin\nexpect peak\n", "p.txt:2: an expectation is: expect KEY VALUE [from INDEX]"},
-        {"step a sensepin\nexpect reading 1 from 3\n", "p.txt:2: 'from' applies to the sample expectations only, not to reading"},
+        {"step a sensepin\nexpect reading 1 from 3\n",
+         "p.txt:2: 'from' applies to the sample expectations only, not to reading"},
         {"step a sensepin\nexpect peak 1\nexpect peak 2\n", "p.txt:3: step 'a' already has this peak expectation"},
         {"step a sensepin\ntimeout 0\n", "p.txt:2: a timeout is: timeout SECONDS (a number above 0)"},
         {"step a sensepin\ntimeout 1\ntimeout 2\n", "p.txt:3: step 'a' already has a timeout"},
@@ -85,8 +87,9 @@ TEST(Plan, ExpectationsJudgeTheFirstBlockAndTheVerdict)
 
 TEST(UnitTarget, CommandLinesOfVirtualAndSshUnits)
 {
-    EXPECT_EQ(CUnitTarget::Virtual("ql4k", "/b/vunit").CommandLine({"xkping", "t.txt", "0", "2"}).join('|').toStdString(),
-              "/b/vunit|ql4k|xkping|t.txt|0|2");
+    EXPECT_EQ(
+        CUnitTarget::Virtual("ql4k", "/b/vunit").CommandLine({"xkping", "t.txt", "0", "2"}).join('|').toStdString(),
+        "/b/vunit|ql4k|xkping|t.txt|0|2");
     CUnitTarget ssh;
     QString error;
     ASSERT_TRUE(CUnitTarget::Ssh("tester@unit-7.lan:2222", ssh, error));

@@ -17,8 +17,9 @@ std::string Describe(const StepReport_T& report)
         text += QString("reading=%1\n").arg(*report.reading);
     for (const SampleBlock_T& block : report.blocks)
     {
-        text += QString("block %1%2%3:").arg(block.commaSeparated ? "comma" : "digits",
-                                             block.complete ? "" : " cut", block.wellFormed ? "" : " malformed");
+        text += QString("block %1%2%3:")
+                    .arg(block.commaSeparated ? "comma" : "digits", block.complete ? "" : " cut",
+                         block.wellFormed ? "" : " malformed");
         for (int sample : block.samples)
             text += QString(" %1").arg(sample);
         text += "\n";
@@ -83,12 +84,13 @@ const Case_T c_Cases[] = {
                               "ERROR: First Parameter not recognized: ./sonarbench foo \n\n"
                               "Valid arguments are as follows: \n\n"
                               "./sonarbench batteryvoltage (Example: ../sonarbench batteryvoltage)\n",
-     "verdict=unrecognised\ncommand=./sonarbench foo\nerror=ERROR: First Parameter not recognized: ./sonarbench foo \n"},
+     "verdict=unrecognised\ncommand=./sonarbench foo\nerror=ERROR: First Parameter not recognized: ./sonarbench foo "
+     "\n"},
     {"a handler's result out of range",
      std::string(c_Hyphens) + "./sonarbench speed 1 \n\nTest Output: \nNO VALID RETURN VALUE\n",
      "verdict=none\ncommand=./sonarbench speed 1\n"},
-    {"cut short inside a block: what arrived is kept",
-     "\n<SonarFPGAData>24724x22", "verdict=none\ncommand=\nblock digits cut malformed: 247\n"},
+    {"cut short inside a block: what arrived is kept", "\n<SonarFPGAData>24724x22",
+     "verdict=none\ncommand=\nblock digits cut malformed: 247\n"},
     {"comma block with an empty field and a value too large",
      "<SonarFPGAData>1,,99999999999,2<EndSonarFPGAData>\n<SonarFPGAData><EndSonarFPGAData>\n",
      "verdict=none\ncommand=\nblock comma malformed: 1 2\nblock digits:\n"},
@@ -110,7 +112,8 @@ TEST(ReportParser, ReadsAThousandSamplesInBothFormats)
         digits += QByteArray::number(i % 1000).rightJustified(3, '0');
         commas += QByteArray::number(i * 60) + ",";
     }
-    const StepReport_T report = CReportParser().Parse(digits + "<EndSonarFPGAData>\n" + commas + "<EndSonarFPGAData>\n");
+    const StepReport_T report =
+        CReportParser().Parse(digits + "<EndSonarFPGAData>\n" + commas + "<EndSonarFPGAData>\n");
     ASSERT_EQ(report.blocks.size(), 2u);
     for (int i = 0; i < 1024; ++i)
     {

@@ -73,7 +73,8 @@ TEST(Ssh, APlanRunsOnAUnitReachedOverSsh)
                       QByteArray("#!/bin/sh\ncase \"$SSH_ORIGINAL_COMMAND\" in\n"
                                  "'cd /corvane/Test && ./sonarbench'*) ;;\n*) echo refused >&2; exit 1 ;;\nesac\n"
                                  "eval \"set -- ${SSH_ORIGINAL_COMMAND#cd /corvane/Test && ./sonarbench}\"\n"
-                                 "exec ") + VUNIT_BINARY + " varrow \"$@\"\n",
+                                 "exec ") +
+                          VUNIT_BINARY + " varrow \"$@\"\n",
                       script));
     ASSERT_TRUE(Write(d + "/authorized_keys", Read(d + "/client.pub"), QFile::ReadOwner | QFile::WriteOwner));
     const int port = ConnectOrBind(0, true);
@@ -87,7 +88,7 @@ TEST(Ssh, APlanRunsOnAUnitReachedOverSsh)
                                   .toUtf8();
     ASSERT_TRUE(Write(d + "/sshd_config", config, QFile::ReadOwner | QFile::WriteOwner));
     if (geteuid() == 0)
-        QProcess::execute("mkdir", {"-p", "-m", "0755", "/run/sshd"}); // its privilege separation folder
+        QProcess::execute("mkdir", {"-p", "-m", "0755", "/run/sshd"});  // its privilege separation folder
     QProcess sshd;
     sshd.setProcessChannelMode(QProcess::MergedChannels);
     sshd.start(c_Sshd, {"-D", "-e", "-f", d + "/sshd_config"});
@@ -97,12 +98,13 @@ TEST(Ssh, APlanRunsOnAUnitReachedOverSsh)
 
     const QByteArray known = "[127.0.0.1]:" + QByteArray::number(port) + " " + Read(d + "/host.pub");
     ASSERT_TRUE(Write(d + "/known_hosts", known, QFile::ReadOwner | QFile::WriteOwner));
-    ASSERT_TRUE(Write(d + "/ssh_config",
-                      QString("Host *\n  IdentityFile %1/client\n  IdentitiesOnly yes\n  UserKnownHostsFile %1/known_hosts\n"
-                              "  StrictHostKeyChecking yes\n  LogLevel ERROR\n")
-                          .arg(d)
-                          .toUtf8(),
-                      QFile::ReadOwner | QFile::WriteOwner));
+    ASSERT_TRUE(
+        Write(d + "/ssh_config",
+              QString("Host *\n  IdentityFile %1/client\n  IdentitiesOnly yes\n  UserKnownHostsFile %1/known_hosts\n"
+                      "  StrictHostKeyChecking yes\n  LogLevel ERROR\n")
+                  .arg(d)
+                  .toUtf8(),
+              QFile::ReadOwner | QFile::WriteOwner));
     QFile plan(d + "/plan.txt");
     ASSERT_TRUE(plan.open(QIODevice::WriteOnly));
     plan.write(Read(PlanFile("uart.txt")) + "\nstep quoted sensepin it's a;b\n");
@@ -110,9 +112,9 @@ TEST(Ssh, APlanRunsOnAUnitReachedOverSsh)
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     environment.insert("SONARSTATION_SSH_CONFIG", d + "/ssh_config");
     const QString user = QString::fromLocal8Bit(getpwuid(geteuid())->pw_name);
-    const StationRun_T run = RunStation({"run", plan.fileName(), "--ssh", QString("%1@127.0.0.1:%2").arg(user).arg(port),
-                                         "--json", d + "/r.json"},
-                                        environment);
+    const StationRun_T run = RunStation(
+        {"run", plan.fileName(), "--ssh", QString("%1@127.0.0.1:%2").arg(user).arg(port), "--json", d + "/r.json"},
+        environment);
     sshd.terminate();
     sshd.waitForFinished();
 

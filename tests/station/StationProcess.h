@@ -9,10 +9,10 @@
 struct StationRun_T
 {
     int exitCode = -1;
-    QString errors; // stderr: progress lines and messages
+    QString errors;  // stderr: progress lines and messages
 };
 
 StationRun_T RunStation(const QStringList& arguments,
                         const QProcessEnvironment& environment = QProcessEnvironment::systemEnvironment());
 const QJsonObject ReadJson(const QString& path);
-QString PlanFile(const QString& name); // station/plans/NAME
+QString PlanFile(const QString& name);  // station/plans/NAME

@@ -40,8 +40,11 @@ void ExpectNothingLeftOf(const QString& tmp)
 TEST(StationRun, EachFamilyPlanPassesOnItsVirtualUnits)
 {
     QTemporaryDir dir;
-    const struct { const char* plan; QStringList units; } runs[] = {
-        {"uart.txt", {"varrow", "ql1a"}}, {"cor.txt", {"ql4k"}}, {"lumet.txt", {"lumetv1", "lumetv6"}}};
+    const struct
+    {
+        const char* plan;
+        QStringList units;
+    } runs[] = {{"uart.txt", {"varrow", "ql1a"}}, {"cor.txt", {"ql4k"}}, {"lumet.txt", {"lumetv1", "lumetv6"}}};
     for (const auto& run : runs)
     {
         QStringList arguments{"run", PlanFile(run.plan), "--json", dir.filePath("r.json")};
@@ -126,11 +129,13 @@ TEST(StationRun, RefusesBadPlansAndCommandLinesBeforeRunningAnything)
     const QString plan = WritePlan(dir, "step a sensepin\nexpect peak-index x\n");
     const StationRun_T bad = RunStation({"run", plan, "--unit", "varrow"});
     EXPECT_EQ(bad.exitCode, 2);
-    EXPECT_EQ(bad.errors.toStdString(), (plan + ":2: peak-index takes MIN..MAX or one whole number, not 'x'\n").toStdString());
+    EXPECT_EQ(bad.errors.toStdString(),
+              (plan + ":2: peak-index takes MIN..MAX or one whole number, not 'x'\n").toStdString());
     const QStringList good{"run", PlanFile("uart.txt")};
-    for (const QStringList& arguments : {good, good + QStringList{"--unit"}, good + QStringList{"--unit", "a", "-j", "0"},
-                                         good + QStringList{"--ssh", "a b"}, good + QStringList{"--unit", "a", "--x"},
-                                         good + QStringList{"--unit", "a", "--vunit", "/nonexistent"}, QStringList{"go"}})
+    for (const QStringList& arguments :
+         {good, good + QStringList{"--unit"}, good + QStringList{"--unit", "a", "-j", "0"},
+          good + QStringList{"--ssh", "a b"}, good + QStringList{"--unit", "a", "--x"},
+          good + QStringList{"--unit", "a", "--vunit", "/nonexistent"}, QStringList{"go"}})
     {
         const StationRun_T run = RunStation(arguments);
         EXPECT_EQ(run.exitCode, 2) << arguments.join(' ').toStdString();

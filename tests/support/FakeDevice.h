@@ -24,10 +24,16 @@ class CFakeDevice : public COSSLinuxFile
 public:
     // A read takes at most what it asks and leaves the rest for the next;
     // a chunk with an Error fails its read.
-    struct Chunk_T { Bytes_T Data; int Error; };
+    struct Chunk_T
+    {
+        Bytes_T Data;
+        int Error;
+    };
 
     CFakeDevice(int OpenError, int IoctlResult)
-        : COSSLinuxFile("/dev/null", O_RDWR, 0), m_IoctlResult(IoctlResult), m_ErrorCode(OpenError) {}
+        : COSSLinuxFile("/dev/null", O_RDWR, 0), m_IoctlResult(IoctlResult), m_ErrorCode(OpenError)
+    {
+    }
     void Reply(const Bytes_T& Data) { m_Replies.push_back({Data, 0}); }
 
     std::deque<Chunk_T> m_Replies;
@@ -84,11 +90,11 @@ class CFakeFactory : public COSSLinuxFactory
 {
 public:
     bool m_bRealFiles = false;
-    int m_OpenError = 0;               // for the next fake device
-    int m_IoctlResult = 0;             // for the next fake device
-    CFakeDevice* m_pDevice = nullptr;  // the last one made, owned by its transport
-    std::vector<std::string> m_Opens;  // "name flags mode"
-    std::vector<std::string> m_Events; // "level code origin|text"
+    int m_OpenError = 0;                // for the next fake device
+    int m_IoctlResult = 0;              // for the next fake device
+    CFakeDevice* m_pDevice = nullptr;   // the last one made, owned by its transport
+    std::vector<std::string> m_Opens;   // "name flags mode"
+    std::vector<std::string> m_Events;  // "level code origin|text"
 
     IOSSFile* CreateFile(const char* Name, int flags, int mode) override
     {
@@ -118,8 +124,9 @@ struct CRig
 // Expected bytes, built from the frame layout on its own.
 inline Bytes_T UartFrame(unsigned short Address, UINT32 Value)
 {
-    Bytes_T Frame = {0xF5,          UINT8(Address >> 8), UINT8(Address), UINT8(Value >> 24),
-                     UINT8(Value >> 16), UINT8(Value >> 8), UINT8(Value)};
+    Bytes_T Frame = {
+        0xF5,        UINT8(Address >> 8), UINT8(Address), UINT8(Value >> 24), UINT8(Value >> 16), UINT8(Value >> 8),
+        UINT8(Value)};
     unsigned Sum = 0;
     for (UINT8 Byte : Frame)
         Sum += Byte;
@@ -167,8 +174,11 @@ Bytes_T PingPacket(size_t Samples, SampleFn_T Sample, ValueFn_T Value)
 inline LSFpgaCompleteConfigure_T SampleConfiguration()
 {
     // Channel, period, start, end, samples, delay, decimation, gain, colour gain, stepped gain.
-    return {{{0, 45, 200000.0, 210000.0, 993, 7, 76, 2.5, 1.0, 0}, {1, 1100, 210000.0, 200000.0, 512, 0, 3, 0.0, 0.5, 0}},
-            10, 181, 1};
+    return {
+        {{0, 45, 200000.0, 210000.0, 993, 7, 76, 2.5, 1.0, 0}, {1, 1100, 210000.0, 200000.0, 512, 0, 3, 0.0, 0.5, 0}},
+        10,
+        181,
+        1};
 }
 
 inline std::vector<std::pair<unsigned short, UINT32>> SampleConfigurationRegisters()

@@ -36,8 +36,8 @@ public:
     std::vector<size_t> m_ReadSizes;
 
     // Script
-    std::deque<Bytes_T> m_Replies;  // one per Read
-    Bytes_T m_Fifo;                 // what a write in ping-read mode receives
+    std::deque<Bytes_T> m_Replies;     // one per Read
+    Bytes_T m_Fifo;                    // what a write in ping-read mode receives
     std::set<size_t> m_FailingWrites;  // 0-based over all writes; fail with EIO
     int m_ReadError = 0;
     bool m_bInterruptOccurs = true;

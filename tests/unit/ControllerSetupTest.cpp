@@ -7,15 +7,15 @@
 
 namespace
 {
-const char* const c_Watched[] = {"PRODUCT_ID",     "PLATFORM_TYPE",  "FPGA_CHANNEL_0_COMMS", "FPGA_CHANNEL_1_COMMS",
-                                 "QL3B_FPGA_SIZE", "SONAR_BOARD_ID"};
+const char* const c_Watched[] = {"PRODUCT_ID",           "PLATFORM_TYPE",  "FPGA_CHANNEL_0_COMMS",
+                                 "FPGA_CHANNEL_1_COMMS", "QL3B_FPGA_SIZE", "SONAR_BOARD_ID"};
 const char* const c_Unset = "<unset>";
 
 struct Setup_T
 {
     std::map<std::string, std::string> env;  // the watched variables
     std::string printed;
-    std::string tableSample;                  // a few fixed entries, joined
+    std::string tableSample;  // a few fixed entries, joined
 };
 
 // The controller writes the process environment, so each one is built in a
@@ -36,8 +36,8 @@ Setup_T SetUpInChild()
         std::string report;
         for (const char* name : c_Watched)
             report += std::string(name) + "=" + (getenv(name) ? getenv(name) : c_Unset) + "\n";
-        for (const char* name : {"PRODUCT_ID_Varrow", "PRODUCT_ID_TESSFINV1", "PRODUCT_ID_Pk4", "SOUNDER_ROOT_DIR",
-                                 "KILL_MON_QLSOUNDER"})
+        for (const char* name :
+             {"PRODUCT_ID_Varrow", "PRODUCT_ID_TESSFINV1", "PRODUCT_ID_Pk4", "SOUNDER_ROOT_DIR", "KILL_MON_QLSOUNDER"})
             report += std::string(getenv(name) ? getenv(name) : c_Unset) + ";";
         (void)!write(envPipe[1], report.data(), report.size());
         _exit(0);
@@ -112,7 +112,11 @@ TEST_F(ControllerSetupTest, EachProductGetsItsEnvironment)
         {"Nr1", &P, "NR1\n", "", {"N41016", U, "/dev/LSfpga0", U, U, U}, ""},
         {"Nr2", &P, "NR2\n", "", {"N41017", U, "/dev/LSfpga0", U, U, U}, ""},
         {"Nr3", &P, "NR3\n", "", {"N41018", U, "/dev/LSfpga0", U, U, U}, ""},
-        {"board out of range", &V, "QL3B\n", "900\n", {U, U, U, U, U, U},
+        {"board out of range",
+         &V,
+         "QL3B\n",
+         "900\n",
+         {U, U, U, U, U, U},
          "ERROR: No Sonar Board Id.\nERROR: No Sonar Board Id.\nERROR: Unknown Product type.\n"
          "ERROR: PRODUCT_ID environment variable not set. Ping will segfault.\n"},
     };

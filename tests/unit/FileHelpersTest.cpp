@@ -51,7 +51,8 @@ TEST_F(FileHelpersTest, ShowFileContentsReportsEachKindOfFile)
         }
         std::string output = "head\n";
         int result = -1;
-        const std::string printed = Capture([&] { result = base.ShowFileContents(QString::fromStdString(c_File), &output); });
+        const std::string printed =
+            Capture([&] { result = base.ShowFileContents(QString::fromStdString(c_File), &output); });
         EXPECT_EQ(result, c.result) << c.name;
         EXPECT_EQ(output, "head\n" + c.appended) << c.name;
         EXPECT_EQ(printed, c.printed) << c.name;

@@ -71,7 +71,8 @@ TEST_F(MessageReportTest, TableHoldsSeventyRowsWithExactTexts)
     EXPECT_EQ(controller->m_OutputStrings.rbegin()->first, OUT_NO_TOUCHSCREEN_INIT_RECORD);
     for (const Row_T& row : c_Rows)
         EXPECT_EQ(controller->m_OutputStrings[row.key], row.text) << "row " << row.key;
-    EXPECT_EQ(controller->m_OutputStrings[OUT_VALID_ARGUMENTS], controller->m_OutputStrings[OUT_VALID_ARGUMENTS_HEADER]);
+    EXPECT_EQ(controller->m_OutputStrings[OUT_VALID_ARGUMENTS],
+              controller->m_OutputStrings[OUT_VALID_ARGUMENTS_HEADER]);
 }
 
 TEST_F(MessageReportTest, MessageFlagsDecideWhereTextGoes)
@@ -82,15 +83,16 @@ TEST_F(MessageReportTest, MessageFlagsDecideWhereTextGoes)
         const char* appended;
         const char* printed;
     } cases[] = {
-        {true, false, true, "x", ""},    {true, true, false, "", "x"},  {true, true, true, "x", "x"},
-        {false, false, true, "", "x"},   {false, true, true, "", "x"},  {false, false, false, "", ""},
+        {true, false, true, "x", ""},  {true, true, false, "", "x"}, {true, true, true, "x", "x"},
+        {false, false, true, "", "x"}, {false, true, true, "", "x"}, {false, false, false, "", ""},
         {true, false, false, "", ""},
     };
     for (const Case_T& c : cases)
     {
         std::string output;
         const std::string printed = Captured([&] {
-            EXPECT_TRUE(controller->Message(std::string("x"), c.withOutput ? &output : nullptr, c.printNow, c.addToOutput));
+            EXPECT_TRUE(
+                controller->Message(std::string("x"), c.withOutput ? &output : nullptr, c.printNow, c.addToOutput));
         });
         EXPECT_EQ(output, c.appended) << c.withOutput << c.printNow << c.addToOutput;
         EXPECT_EQ(printed, c.printed) << c.withOutput << c.printNow << c.addToOutput;
@@ -149,8 +151,14 @@ TEST(CharToUnsignedInt, IsLaxLikeStrtol)
         const char* text;
         unsigned int value;
     } cases[] = {
-        {"0", 0u},     {"42", 42u},   {"12abc", 12u},         {"abc", 0u}, {"", 0u},
-        {"-5", 4294967291u},          {" 7", 7u},             {"260", 260u},
+        {"0", 0u},
+        {"42", 42u},
+        {"12abc", 12u},
+        {"abc", 0u},
+        {"", 0u},
+        {"-5", 4294967291u},
+        {" 7", 7u},
+        {"260", 260u},
         // strtol saturates where long is 32 bits (the ARM unit) and wraps on 64-bit hosts.
         {"99999999999", sizeof(long) == 4 ? 2147483647u : 1215752191u},
     };

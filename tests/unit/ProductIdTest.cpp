@@ -29,18 +29,42 @@ using ProductIdTest = UnitFilesTest;
 TEST_F(ProductIdTest, EveryIdentificationTextGivesItsCode)
 {
     const IdCase_T cases[] = {
-        {&P, "HY05\n", 1, ""},          {&P, "HX10\n", 2, ""},           {&P, "HX05\n", 3, ""},
-        {&P, "HY10\n", 4, ""},          {&P, "HY20\n", 5, ""},           {&P, "HY03\n", 6, ""},
-        {&P, "HZ02\n", 7, ""},          {&P, "HZ03\n", 8, ""},           {&P, "HZ05\n", 9, ""},
-        {&P, "HZ10\n", 10, ""},         {&V, "Varrow\n", 11, ""},        {&V, "VarrowX\n", 12, ""},
-        {&P, "Tq1\n", 13, ""},          {&P, "Tq2\n", 13, ""},           {&P, "Tq3\n", 13, ""},
-        {&P, "Tq4\n", 13, ""},          {&P, "TqXX\n", 13, ""},          {&V, "Halvard Keyboard\n", 14, ""},
-        {&V, "QL1A\n", 15, ""},         {&V, "QL2A\n", 16, ""},          {&V, "LumetV4\n", 20, ""},
-        {&V, "VarrowV4\n", 20, ""},     {&V, "LumetV1\n", 21, ""},       {&V, "VarrowV1\n", 21, ""},
-        {&V, "LumetV2\n", 22, ""},      {&V, "VarrowV2\n", 22, ""},      {&V, "LumetV3\n", 23, ""},
-        {&V, "VarrowV3\n", 23, ""},     {&V, "LumetV5\n", 24, ""},       {&V, "VarrowV5\n", 24, ""},
-        {&V, "LumetV6\n", 25, ""},      {&V, "VarrowV6\n", 25, ""},      {&V, "TessfinV1\n", 26, ""},
-        {&P, "NR1\n", 28, ""},          {&P, "NR2\n", 29, ""},           {&P, "NR3\n", 30, ""},
+        {&P, "HY05\n", 1, ""},
+        {&P, "HX10\n", 2, ""},
+        {&P, "HX05\n", 3, ""},
+        {&P, "HY10\n", 4, ""},
+        {&P, "HY20\n", 5, ""},
+        {&P, "HY03\n", 6, ""},
+        {&P, "HZ02\n", 7, ""},
+        {&P, "HZ03\n", 8, ""},
+        {&P, "HZ05\n", 9, ""},
+        {&P, "HZ10\n", 10, ""},
+        {&V, "Varrow\n", 11, ""},
+        {&V, "VarrowX\n", 12, ""},
+        {&P, "Tq1\n", 13, ""},
+        {&P, "Tq2\n", 13, ""},
+        {&P, "Tq3\n", 13, ""},
+        {&P, "Tq4\n", 13, ""},
+        {&P, "TqXX\n", 13, ""},
+        {&V, "Halvard Keyboard\n", 14, ""},
+        {&V, "QL1A\n", 15, ""},
+        {&V, "QL2A\n", 16, ""},
+        {&V, "LumetV4\n", 20, ""},
+        {&V, "VarrowV4\n", 20, ""},
+        {&V, "LumetV1\n", 21, ""},
+        {&V, "VarrowV1\n", 21, ""},
+        {&V, "LumetV2\n", 22, ""},
+        {&V, "VarrowV2\n", 22, ""},
+        {&V, "LumetV3\n", 23, ""},
+        {&V, "VarrowV3\n", 23, ""},
+        {&V, "LumetV5\n", 24, ""},
+        {&V, "VarrowV5\n", 24, ""},
+        {&V, "LumetV6\n", 25, ""},
+        {&V, "VarrowV6\n", 25, ""},
+        {&V, "TessfinV1\n", 26, ""},
+        {&P, "NR1\n", 28, ""},
+        {&P, "NR2\n", 29, ""},
+        {&P, "NR3\n", 30, ""},
         // Exact matches only: no newline, other case, surplus text, or the wrong file.
         {&V, "LumetV1", 0, "No valid product ID.\n"},
         {&V, "varrow\n", 0, "No valid product ID.\n"},
@@ -111,17 +135,16 @@ TEST_F(ProductIdTest, UnitDataBlockCarriesLabelsAndFileFailures)
 {
     TestControllerBase base;
     unitfiles::Write(V, "QL1A\n");
-    EXPECT_EQ(base.GetUnitData("./sonarbench x ").toStdString(),
-              "\n\n\n//////////////////////////////////\n"
-              "Unit Data for bug reports: \n"
-              "Command:\t\t\t./sonarbench x \n"
-              "Platfrom: \t\t\tQL1A\n\n"
-              "Test App Build ID:\t\t\n"
-              "Test App Version:\t\t0.0\n"
-              "MFD Application Version: \t2.14.0\n"
-              "Platform Version: \t\t1.8.3\n"
-              "Serial Number: \t\t\t0412345678\n"
-              "//////////////////////////////////\n");
+    EXPECT_EQ(base.GetUnitData("./sonarbench x ").toStdString(), "\n\n\n//////////////////////////////////\n"
+                                                                 "Unit Data for bug reports: \n"
+                                                                 "Command:\t\t\t./sonarbench x \n"
+                                                                 "Platfrom: \t\t\tQL1A\n\n"
+                                                                 "Test App Build ID:\t\t\n"
+                                                                 "Test App Version:\t\t0.0\n"
+                                                                 "MFD Application Version: \t2.14.0\n"
+                                                                 "Platform Version: \t\t1.8.3\n"
+                                                                 "Serial Number: \t\t\t0412345678\n"
+                                                                 "//////////////////////////////////\n");
 
     // No identification file and no serial number: the open failures stand in the block.
     Clean();
@@ -135,5 +158,6 @@ TEST_F(ProductIdTest, UnitDataBlockCarriesLabelsAndFileFailures)
     EXPECT_NE(block.find("Serial Number: \t\t\tERROR: Failed to open file:\n/corvane/Config/SerialNumber"
                          "//////////////////////////////////\n"),
               std::string::npos);
-    EXPECT_EQ(printed, "ERROR: Failed to open file:\n" + P + "ERROR: Failed to open file:\n/corvane/Config/SerialNumber");
+    EXPECT_EQ(printed,
+              "ERROR: Failed to open file:\n" + P + "ERROR: Failed to open file:\n/corvane/Config/SerialNumber");
 }

@@ -81,11 +81,19 @@ TEST_F(ConfigureFpgaTest, IdleLowscanChannelReceivesWithItsNeighboursSettings)
         for (int n = 0; n < 2; ++n)
         {
             const Channel_T& source = c_Channels[isActive[n] ? n : 1 - n];
-            expected.Channels[n] = {static_cast<LSChannel_T>(n), isActive[n] ? source.cycles : 0, source.start,
-                                    source.end, source.samples, source.delay, source.decimation, source.gain,
-                                    source.colourGain, source.stepped};
+            expected.Channels[n] = {static_cast<LSChannel_T>(n),
+                                    isActive[n] ? source.cycles : 0,
+                                    source.start,
+                                    source.end,
+                                    source.samples,
+                                    source.delay,
+                                    source.decimation,
+                                    source.gain,
+                                    source.colourGain,
+                                    source.stepped};
         }
-        expected.AnalogueGainLevel = expected.Channels[0].SteppedAnalogueGain | expected.Channels[1].SteppedAnalogueGain;
+        expected.AnalogueGainLevel =
+            expected.Channels[0].SteppedAnalogueGain | expected.Channels[1].SteppedAnalogueGain;
         expected.BoostLevel = c_Channels[isActive[1] ? 1 : 0].boost;
 
         FacadeRig configured("Nx", "PRODUCT_ID_Pk1"), direct("Nx", "PRODUCT_ID_Pk1");
@@ -162,12 +170,14 @@ TEST(ConfigureFpgaDeathTest, NullArgumentsAreProgrammingFaults)
                  "ConfigureFpga\\.cpp:566: .*FpgaInterface && \"No FpgaInterface Passed to ConfigureFpga\"");
     EXPECT_DEATH(configure.Configure(static_cast<const CDatabaseQL6MPingMetaData*>(nullptr), nullptr, false),
                  "ConfigureFpga\\.cpp:358: .*No FpgaInterface Passed to ConfigureFpga");
-    EXPECT_DEATH(configure.Configure(static_cast<const CDatabasePingParametersMessage*>(nullptr), nullptr, nullptr, false),
-                 "ConfigureFpga\\.cpp:136: .*No FpgaInterface Passed to ConfigureFpga");
+    EXPECT_DEATH(
+        configure.Configure(static_cast<const CDatabasePingParametersMessage*>(nullptr), nullptr, nullptr, false),
+        "ConfigureFpga\\.cpp:136: .*No FpgaInterface Passed to ConfigureFpga");
 
     // With an interface, those two only answer 0 and leave the device alone.
     FacadeRig rig("N41010", "PRODUCT_ID_LUMETV2");
-    EXPECT_EQ(0, configure.Configure(static_cast<const CDatabaseQL6MPingMetaData*>(nullptr), rig.Interface.get(), false));
+    EXPECT_EQ(0,
+              configure.Configure(static_cast<const CDatabaseQL6MPingMetaData*>(nullptr), rig.Interface.get(), false));
     EXPECT_EQ(0, configure.Configure(static_cast<const CDatabasePingParametersMessage*>(nullptr), nullptr,
                                      rig.Interface.get(), false));
     EXPECT_TRUE(rig.Factory.m_Device.m_Writes.empty());

@@ -1,8 +1,8 @@
 // The Cor transport on the fake device: the packet link (packet bytes,
 // splitting, batching, replies), the ping FIFO and the registers.
 
-#include "FakeSpiDevice.h"
 #include "FPGAIFCorSPI.h"
+#include "FakeSpiDevice.h"
 
 #include <gtest/gtest.h>
 
@@ -161,23 +161,37 @@ TEST(CorSpiRegisterTest, SettersQueueTheirRegisterOrSendItWhenItMustAct)
     for (TSQEventCode_T Result :
          {C.SetADCFrequencyRegister(eFpgaAdcFrequencyCode2), C.SetBoostLevel(91),
           C.SetNumberOfSamplesToReceive(0x1234 * 16), C.SetChannelFilterRegister(&Filter),
-          C.SetFilterSelectionRegister(PingConfigRxBand_LF),
-          C.SetFilterSelectionRegister(PingConfigRxBand_MF), C.SetFilterSelectionRegister(PingConfigRxBand_HF),
-          C.SetBaseBandFilterSelectionReg(5), C.SetBaseBandFilterScalingReg(6), C.SetBaseBandFilterSubSampleReg(7),
-          C.SetCorralationScaling(243), C.SetCorralationDownShift(16), C.SetSubSampleRate(3),
-          C.SetSubSampleMode(eFpgaSubSampleMode2), C.SetSubSampleThreshold(0x1234), C.SetTVGTable({{1, 2}, {3, 4}}),
-          C.SetChirpTable({{0x1234, 0xABCD}}), C.SetCommandRegister({0x02}), C.PingNow({0x02})})
+          C.SetFilterSelectionRegister(PingConfigRxBand_LF), C.SetFilterSelectionRegister(PingConfigRxBand_MF),
+          C.SetFilterSelectionRegister(PingConfigRxBand_HF), C.SetBaseBandFilterSelectionReg(5),
+          C.SetBaseBandFilterScalingReg(6), C.SetBaseBandFilterSubSampleReg(7), C.SetCorralationScaling(243),
+          C.SetCorralationDownShift(16), C.SetSubSampleRate(3), C.SetSubSampleMode(eFpgaSubSampleMode2),
+          C.SetSubSampleThreshold(0x1234), C.SetTVGTable({{1, 2}, {3, 4}}), C.SetChirpTable({{0x1234, 0xABCD}}),
+          C.SetCommandRegister({0x02}), C.PingNow({0x02})})
         EXPECT_EQ(0, Result);
     EXPECT_TRUE(Cor.Device.m_Writes.empty());
     EXPECT_EQ(0, C.UpdateFPGA());
-    EXPECT_EQ(std::vector<Bytes_T>{Join({WritePacket(4, {2}), WritePacket(8, {91}), WritePacket(16, {0x34}),
-                                         WritePacket(17, {0x12}), WritePacket(18, {0xDE}), WritePacket(18, {2}),
-                                         WritePacket(18, {1}), WritePacket(18, {0}), WritePacket(36, {5}),
-                                         WritePacket(37, {6}), WritePacket(38, {7}), WritePacket(50, {243}),
-                                         WritePacket(51, {16}), WritePacket(52, {3}), WritePacket(53, {2}),
-                                         WritePacket(56, {0x34, 0x12}), WritePacket(256, {2}), WritePacket(257, {0}),
-                                         WritePacket(0x3000, {1, 2, 3, 4}, true), WritePacket(512, {1}),
-                                         WritePacket(513, {0}), WritePacket(0x4000, {0x34, 0x12, 0xCD, 0xAB}, true),
+    EXPECT_EQ(std::vector<Bytes_T>{Join({WritePacket(4, {2}),
+                                         WritePacket(8, {91}),
+                                         WritePacket(16, {0x34}),
+                                         WritePacket(17, {0x12}),
+                                         WritePacket(18, {0xDE}),
+                                         WritePacket(18, {2}),
+                                         WritePacket(18, {1}),
+                                         WritePacket(18, {0}),
+                                         WritePacket(36, {5}),
+                                         WritePacket(37, {6}),
+                                         WritePacket(38, {7}),
+                                         WritePacket(50, {243}),
+                                         WritePacket(51, {16}),
+                                         WritePacket(52, {3}),
+                                         WritePacket(53, {2}),
+                                         WritePacket(56, {0x34, 0x12}),
+                                         WritePacket(256, {2}),
+                                         WritePacket(257, {0}),
+                                         WritePacket(0x3000, {1, 2, 3, 4}, true),
+                                         WritePacket(512, {1}),
+                                         WritePacket(513, {0}),
+                                         WritePacket(0x4000, {0x34, 0x12, 0xCD, 0xAB}, true),
                                          WritePacket(0, {0x02})})},
               Cor.Device.m_Writes);
 
@@ -200,7 +214,13 @@ TEST(CorSpiRegisterTest, SettersQueueTheirRegisterOrSendItWhenItMustAct)
 // only in the error code and a report.
 TEST(CorSpiRegisterTest, TransducerIdentificationWaitsForTheInterruptWhenAsked)
 {
-    const struct { bool bOption; UINT8 Command; bool bInterrupt, bSent, bWaited; TSQEventCode_T Error; } Cases[] = {
+    const struct
+    {
+        bool bOption;
+        UINT8 Command;
+        bool bInterrupt, bSent, bWaited;
+        TSQEventCode_T Error;
+    } Cases[] = {
         {true, 0x02, true, false, false, 0},   {true, 0x01, true, true, false, 0},
         {true, 0x04, true, true, true, 0},     {true, 0x40, false, true, true, -144},
         {false, 0x04, false, false, false, 0}, {false, 0x05, false, true, false, 0},
@@ -225,8 +245,16 @@ TEST(CorSpiRegisterTest, TransducerIdentificationWaitsForTheInterruptWhenAsked)
 // 69.248 MHz, 86.56 MHz on the larger QL3B FPGA.
 TEST(CorSpiRegisterTest, CentreFrequencyTuningWordFollowsTheFpgaClock)
 {
-    const struct { const char* FpgaSize; unsigned short HundredsOfHz; UINT32 Word; } Cases[] = {
-        {nullptr, 500, 0x002F51DC}, {"0", 500, 0x002F51DC}, {"1", 500, 0x0025DB17}, {nullptr, 65535, 0x183A340D},
+    const struct
+    {
+        const char* FpgaSize;
+        unsigned short HundredsOfHz;
+        UINT32 Word;
+    } Cases[] = {
+        {nullptr, 500, 0x002F51DC},
+        {"0", 500, 0x002F51DC},
+        {"1", 500, 0x0025DB17},
+        {nullptr, 65535, 0x183A340D},
     };
     for (const auto& Case : Cases)
     {

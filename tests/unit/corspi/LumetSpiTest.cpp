@@ -1,8 +1,8 @@
 // The Lumet FPGA on the packet link: its channel blocks, what it sends at
 // once, its tables, read-backs and ping data.
 
-#include "FakeSpiDevice.h"
 #include "FPGAIFLumetSPI.h"
+#include "FakeSpiDevice.h"
 
 #include <gtest/gtest.h>
 
@@ -25,19 +25,17 @@ TEST(LumetSpiTest, ChannelRegistersLandInTheChannelsBlock)
              {L.SetNumberOfSamplesToReceive(4096, Channel), L.SetSteppedAnalogueGain(50, Channel),
               L.SetBaseBandFilterCentreFreq(0x0A0B0C0D, Channel), L.SetCorralationScaling(243, Channel),
               L.SetCorralationDownShift(16, Channel), L.SetSubSampleRate(0x1FF, Channel),
-              L.SetFifoCntrlRegister({3}, Channel),
-              L.SetStartFreq(0x01020304, Channel), L.SetChirpIncrement(0xA1B2C3D4, Channel),
-              L.SetBurstLength(0x1234, Channel), L.SetBoostLevel(91)})
+              L.SetFifoCntrlRegister({3}, Channel), L.SetStartFreq(0x01020304, Channel),
+              L.SetChirpIncrement(0xA1B2C3D4, Channel), L.SetBurstLength(0x1234, Channel), L.SetBoostLevel(91)})
             EXPECT_EQ(0, Result);
         EXPECT_TRUE(Rig.Device.m_Writes.empty());
         EXPECT_EQ(0, L.UpdateFPGA());
 
         const UINT16 Block = Channel == 1 ? 0x8000 : 0x4000;
         const std::pair<UINT16, UINT8> Bytes[] = {
-            {0x10, 0x00},  {0x11, 0x01},  {0x12, 50},    {0x20, 0x0D},  {0x21, 0x0C},  {0x22, 0x0B},
-            {0x23, 0x0A},  {0x40, 243},   {0x41, 16},    {0x42, 0xFF},  {0x51, 3},     {0x200, 0x04},
-            {0x201, 0x03}, {0x202, 0x02}, {0x203, 0x01}, {0x204, 0xD4}, {0x205, 0xC3}, {0x206, 0xB2},
-            {0x207, 0xA1}, {0x208, 0x34}, {0x209, 0x12}};
+            {0x10, 0x00},  {0x11, 0x01},  {0x12, 50},    {0x20, 0x0D},  {0x21, 0x0C},  {0x22, 0x0B},  {0x23, 0x0A},
+            {0x40, 243},   {0x41, 16},    {0x42, 0xFF},  {0x51, 3},     {0x200, 0x04}, {0x201, 0x03}, {0x202, 0x02},
+            {0x203, 0x01}, {0x204, 0xD4}, {0x205, 0xC3}, {0x206, 0xB2}, {0x207, 0xA1}, {0x208, 0x34}, {0x209, 0x12}};
         Bytes_T Expected;
         for (const auto& Byte : Bytes)
             Expected = Join({Expected, WritePacket(Block + Byte.first, {Byte.second})});
@@ -64,11 +62,11 @@ TEST(LumetSpiTest, SharedRegisters)
           L.GetWaterTemp(&Values[1]), L.GetSenseResistor(&Values[2]), L.SetDebugRegister({0x11}, 0x30)})
         EXPECT_EQ(0, Result);
     EXPECT_EQ((std::vector<UINT32>{0x030201, 0x060504, 0x090807}), std::vector<UINT32>(Values, Values + 3));
-    EXPECT_EQ((std::vector<Bytes_T>{Join({WritePacket(0, {0x02}), WritePacket(0, {0x05})}),
-                                    WritePacket(113, {0xEF, 0xBE}, true), WritePacket(96, {0x81}),
-                                    ReadPacket(128, 3, true), ReadPacket(132, 3, true), ReadPacket(136, 3, true),
-                                    WritePacket(0x30, {0x11})}),
-              Rig.Device.m_Writes);
+    EXPECT_EQ(
+        (std::vector<Bytes_T>{Join({WritePacket(0, {0x02}), WritePacket(0, {0x05})}),
+                              WritePacket(113, {0xEF, 0xBE}, true), WritePacket(96, {0x81}), ReadPacket(128, 3, true),
+                              ReadPacket(132, 3, true), ReadPacket(136, 3, true), WritePacket(0x30, {0x11})}),
+        Rig.Device.m_Writes);
     EXPECT_EQ((std::vector<size_t>{4, 4, 4, 2}), Rig.Device.m_ReadSizes);
     EXPECT_EQ(1u, Rig.Device.m_Ioctls.size());
 
@@ -83,7 +81,12 @@ TEST(LumetSpiTest, SharedRegisters)
 // empty one stays empty (its length field reads 0xFFFF).
 TEST(LumetSpiTest, CorrelationTablesArePaddedToAMultipleOf512Sets)
 {
-    const struct { size_t Entries; FPGAChannel_T Channel; std::vector<std::pair<UINT16, size_t>> Packets; } Cases[] = {
+    const struct
+    {
+        size_t Entries;
+        FPGAChannel_T Channel;
+        std::vector<std::pair<UINT16, size_t>> Packets;
+    } Cases[] = {
         {10, 0, {{0x6000, 2048}}},
         {512, 0, {{0x6000, 2048}}},
         {1300, 1, {{0xA000, 5049}, {0xA000 + 5049, 1095}}},
@@ -136,4 +139,3 @@ TEST(LumetSpiTest, GetPingTurnsEachFifoByteIntoAFloatAndNeverClearsTheFifo)
     EXPECT_EQ(0xAB, Storage[1]);
     EXPECT_EQ("3 5 CFPGAIFLumetSPI::SendData failed to send data to SPI /dev/spidev2.0", Rig.Factory.m_Events.at(0));
 }
-

@@ -1,6 +1,6 @@
-#include "FakeSpiDevice.h"
 #include "FPGAIFCorSPI.h"
 #include "FPGAIFLumetSPI.h"
+#include "FakeSpiDevice.h"
 
 #include <gtest/gtest.h>
 
@@ -24,7 +24,13 @@ TEST(SpiAssertionDeathTest, ProgrammingFaultsEndTheRunNamingTheirCondition)
         "(CorrelationFilter.size() <= Sizeof_CorrelationFilter) && \"Correlation Filter table too long\"";
     const char* const NotMultiple =
         "((NumberOf32bitSamples % 16) == 0) && \"Number of Rx samples not a multiple of 16\"";
-    const struct { const char* File; int Line; std::function<void()> Fault; std::string Condition; } Cases[] = {
+    const struct
+    {
+        const char* File;
+        int Line;
+        std::function<void()> Fault;
+        std::string Condition;
+    } Cases[] = {
         {Cor, 67, [&] { CFPGAIFCorSpi(true, Path, nullptr); }, "pFactory && \"No Factory passed into CFPGAIFCorSpi\""},
         {Cor, 70, [&] { CFPGAIFCorSpi(true, "", &Factory); },
          "SerialDevicePath.length() != 0 && \"Zero Length Serial Device Passed to CFPGAIFCorSpi\""},

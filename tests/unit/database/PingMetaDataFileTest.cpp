@@ -1,8 +1,8 @@
 // File rules both records share: creation, locking, failures, faults.
+#include "../ChildHolder.h"
 #include "DatabaseLumetPingMetaData.h"
 #include "DatabasePingMetaData.h"
 #include "PingMetaDataTestSupport.h"
-#include "../ChildHolder.h"
 
 #include <algorithm>
 #include <cstring>
@@ -88,11 +88,20 @@ TEST_F(PingMetaDataTest, WriteFailuresComeBackAsCodes)
 {
     // /dev/full opens and then fails the write; a directory in the way or a
     // read-only folder (the unit runs without capabilities) fails the open.
-    enum Location_T { eFullDevice, eDirectoryInTheWay, eReadOnlyFolder };
-    const struct { const char* Location; Location_T Kind; TSQEventCode_T Expected; } Cases[] = {
-        {"full-device", eFullDevice, -142},
-        {"directory-in-the-way", eDirectoryInTheWay, EISDIR},
-        {"read-only-folder", eReadOnlyFolder, EACCES}};
+    enum Location_T
+    {
+        eFullDevice,
+        eDirectoryInTheWay,
+        eReadOnlyFolder
+    };
+    const struct
+    {
+        const char* Location;
+        Location_T Kind;
+        TSQEventCode_T Expected;
+    } Cases[] = {{"full-device", eFullDevice, -142},
+                 {"directory-in-the-way", eDirectoryInTheWay, EISDIR},
+                 {"read-only-folder", eReadOnlyFolder, EACCES}};
     for (const auto& Case : Cases)
         for (const Kind_T& Kind : c_Kinds)
         {

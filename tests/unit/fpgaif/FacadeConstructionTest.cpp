@@ -57,7 +57,12 @@ TEST(FacadeConstructionTest, EachProductGetsItsTransportOnItsDevice)
         {"QL1A", "N41003", "", "", c_Uart, {"/dev/ttyO1", "/dev/ttyO3"}, c_UartAnnouncement},
         {"QL2A", "N41004", "", "", c_Uart, {"/dev/ttyO1", "/dev/ttyO3"}, c_UartAnnouncement},
         {"QL1A channels unset", "N41003", nullptr, nullptr, c_Uart, {"/dev/ttyO1", "/dev/ttyO3"}, c_UartAnnouncement},
-        {"QL2A channels named", "N41004", "/dev/ttyS5", "/dev/ttyS6", c_Uart, {"/dev/ttyS5", "/dev/ttyS6"},
+        {"QL2A channels named",
+         "N41004",
+         "/dev/ttyS5",
+         "/dev/ttyS6",
+         c_Uart,
+         {"/dev/ttyS5", "/dev/ttyS6"},
          c_UartAnnouncement},
         {"QL4K", "N41005", LS0, nullptr, c_Cor, {LS0}, c_QL45Announcement},
         {"QL5K", "N41006", LS0, nullptr, c_Cor, {LS0}, c_QL45Announcement},
@@ -165,11 +170,10 @@ TEST(FacadeConstructionTest, LumetV5IsMatchedOnceAndSkippedByTheVariantPass)
     PutUnit(Factory, "N41013");
     CFPGAIF Facade(&Factory, 0);
     const std::vector<std::string> Reads = {
-        "PRODUCT_ID",         "PRODUCT_ID_LUMETV1", "PRODUCT_ID_LUMETV2",   "PRODUCT_ID_LUMETV3",
-        "PRODUCT_ID_LUMETV4", "PRODUCT_ID_LUMETV5", "PRODUCT_ID",           "PRODUCT_ID_LUMETV1",
-        "PRODUCT_ID_LUMETV2", "PRODUCT_ID_LUMETV4", "PRODUCT_ID_LUMETV3",   "PRODUCT_ID_LUMETV6",
-        "PRODUCT_ID_LUMETV7", "PRODUCT_ID_TESSFINV1", "PRODUCT_ID_Nr1",     "PRODUCT_ID_Nr2",
-        "PRODUCT_ID_Nr3",     "FPGA_CHANNEL_0_COMMS"};
+        "PRODUCT_ID",         "PRODUCT_ID_LUMETV1", "PRODUCT_ID_LUMETV2",  "PRODUCT_ID_LUMETV3",   "PRODUCT_ID_LUMETV4",
+        "PRODUCT_ID_LUMETV5", "PRODUCT_ID",         "PRODUCT_ID_LUMETV1",  "PRODUCT_ID_LUMETV2",   "PRODUCT_ID_LUMETV4",
+        "PRODUCT_ID_LUMETV3", "PRODUCT_ID_LUMETV6", "PRODUCT_ID_LUMETV7",  "PRODUCT_ID_TESSFINV1", "PRODUCT_ID_Nr1",
+        "PRODUCT_ID_Nr2",     "PRODUCT_ID_Nr3",     "FPGA_CHANNEL_0_COMMS"};
     EXPECT_EQ(Reads, Factory.m_EnvReads);
 }
 

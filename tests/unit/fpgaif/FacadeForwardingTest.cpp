@@ -86,20 +86,30 @@ TEST(FacadeForwardingTest, AnOperationTheUnitLacksAnswersWithoutReachingTheDevic
         {"N41008", "ADC readings", [&](CFPGAIF& F) { return F.GetADCReadings(&Readings); }, -177, true},
         {"N41008", "flush", [](CFPGAIF& F) { return F.Flush(1); }, -177, true},
         {"N41008", "busy", [](CFPGAIF& F) { return F.SetBusy() == -177 && !F.IsSpiBusy() ? 0 : 1; }, 0, true},
-        {"N41008", "wait", [](CFPGAIF& F) { F.WaitForData(); return 0; }, 0, true},
+        {"N41008", "wait",
+         [](CFPGAIF& F) {
+             F.WaitForData();
+             return 0;
+         },
+         0, true},
         {"N41008", "water temperature", [&](CFPGAIF& F) { return F.GetWaterTemp(&Adc); }, -177, true},
         {"N41001", "ADC readings", [&](CFPGAIF& F) { return F.GetADCReadings(&Readings); }, -174, true},
         {"N41001", "boost", [](CFPGAIF& F) { return F.SetBoostLevel(3); }, 0, true},
         {"N41001", "Lumet ping", [&](CFPGAIF& F) { return F.GetPing(1, &Samples, 0); }, 0, true},
         {"Nx", "flush", [](CFPGAIF& F) { return F.Flush(1); }, 0, true},
         {"Nx", "ADC readings, no reply", [&](CFPGAIF& F) { return F.GetADCReadings(&Readings); }, -171, false},
-        {"Nx", "wait", [](CFPGAIF& F) { F.WaitForData(); return 0; }, 0, false},
+        {"Nx", "wait",
+         [](CFPGAIF& F) {
+             F.WaitForData();
+             return 0;
+         },
+         0, false},
         {"N41005", "ADC readings", [&](CFPGAIF& F) { return F.GetADCReadings(&Readings); }, -174, true},
         {"N41005", "Lowscan ping", [](CFPGAIF& F) { return F.PingNow(); }, 0, true},
         {"N41005", "Lowscan ping read", [&](CFPGAIF& F) { return F.GetPing(0, &Samples, &Values); }, 0, true},
         {"N41005", "busy",
-         [](CFPGAIF& F) { return F.SetBusy() == 0 && F.IsSpiBusy() && F.SetFree() == 0 && !F.IsSpiBusy() ? 0 : 1; },
-         0, true},
+         [](CFPGAIF& F) { return F.SetBusy() == 0 && F.IsSpiBusy() && F.SetFree() == 0 && !F.IsSpiBusy() ? 0 : 1; }, 0,
+         true},
         {"N41013", "ADC readings", [&](CFPGAIF& F) { return F.GetADCReadings(&Readings); }, -174, true},
         {"N41013", "Cor status", [&](CFPGAIF& F) { return F.GetStatusRegister(&CorStatus); }, 0, true},
         {"N41013", "busy", [](CFPGAIF& F) { return F.SetBusy() == 0 && !F.IsSpiBusy() ? 0 : 1; }, 0, true},
@@ -172,8 +182,8 @@ TEST(FacadeForwardingTest, OnlyTheNrVariantsReachTheLumetAdcReadBacks)
                                                     {&CFPGAIF::GetSenseResistor, &CFPGAIFLumetSPI::GetSenseResistor},
                                                     {&CFPGAIF::GetADCReference, &CFPGAIFLumetSPI::GetADCReference}};
     const Bytes_T Answer = Reply({0x12, 0x34, 0x56});
-    for (const char* ProductId : {"N41009", "N41010", "N41011", "N41012", "N41013", "N41014", "N41015", "N41016",
-                                  "N41017", "N41018"})
+    for (const char* ProductId :
+         {"N41009", "N41010", "N41011", "N41012", "N41013", "N41014", "N41015", "N41016", "N41017", "N41018"})
     {
         const bool bNr = strcmp(ProductId, "N41016") >= 0;
         for (const auto& Getter : Getters)

@@ -26,7 +26,11 @@ TEST(LowscanDeathTest, ProgrammingFaultsEndTheRunNamingTheirCondition)
     const char* const Sampling = "\\(\\(Channel == c_Channel0\\) \\|\\| \\(Channel == c_Channel1\\)\\)";
     const char* const Packet = "sizeOfRxBuffer <= sizeof\\(LSPingReturnPacket_T\\)";
     const char* const Receive = "bytesWanted <= sizeof\\(LSPingReturnPacket_T\\)";
-    const struct { std::function<void()> Fault; std::string Pattern; } Cases[] = {
+    const struct
+    {
+        std::function<void()> Fault;
+        std::string Pattern;
+    } Cases[] = {
         {[&] { Uart.SetPulse(c_Channel0, c_PeriodUnknown, 1.0, 2.0); }, Period},
         {[&] { Uart.SetPulse(2, c_PeriodUnknown, 1.0, 2.0); }, Period},  // the period is checked first
         {[&] { Spi.SetPulse(Records, 2, c_PeriodUnknown, 1.0, 2.0); }, Period},

@@ -23,10 +23,14 @@ TEST(LowscanPulseTest, EncodingAndSaturationAsComputedApart)
     EXPECT_EQ(1.051682297, LSFpga::c_K);
     EXPECT_EQ(0.013107200153172016, LSFpga::c_C1);
     EXPECT_EQ(1.6777000427246094, LSFpga::c_C2);
-    const struct { LSPeriod_T Period; double Start, End; UINT32 A, B; } Cases[] = {
-        {45, 200000.0, 210000.0, 0x01880AC5, 0x002D0000}, {1100, 210000.0, 200000.0, 0x00100B4F, 0x804C0000},
-        {1, 1000.0, 1000000.0, 0xE553000E, 0x00010000},   {1024, -500.0, 0.0, 0x00010000, 0},
-        {0, 200000.0, 210000.0, 0xFFFF0AC5, 0},           {0, 200000.0, 200000.0, 0x00000AC5, 0}};
+    const struct
+    {
+        LSPeriod_T Period;
+        double Start, End;
+        UINT32 A, B;
+    } Cases[] = {{45, 200000.0, 210000.0, 0x01880AC5, 0x002D0000}, {1100, 210000.0, 200000.0, 0x00100B4F, 0x804C0000},
+                 {1, 1000.0, 1000000.0, 0xE553000E, 0x00010000},   {1024, -500.0, 0.0, 0x00010000, 0},
+                 {0, 200000.0, 210000.0, 0xFFFF0AC5, 0},           {0, 200000.0, 200000.0, 0x00000AC5, 0}};
     for (const auto& Case : Cases)
     {
         const LSFpga::PulseWords_T Words = LSFpga::EncodePulse(Case.Period, Case.Start, Case.End);

@@ -94,8 +94,12 @@ TEST(LowscanSpiTest, RequestsAndTheirReplies)
 // the packet: 0 and 0.
 TEST(LowscanSpiTest, GetPingAsksForItsChannelsPacketAndUnpacksIt)
 {
-    const struct { LSChannel_T Channel; size_t Samples, Length; UINT8 Request; } Cases[] = {
-        {c_Channel0, 1024, 1059, 0x10}, {c_Channel1, 1024, 1059, 0x11}, {7, 200, 207, 0x10}};
+    const struct
+    {
+        LSChannel_T Channel;
+        size_t Samples, Length;
+        UINT8 Request;
+    } Cases[] = {{c_Channel0, 1024, 1059, 0x10}, {c_Channel1, 1024, 1059, 0x11}, {7, 200, 207, 0x10}};
     for (const auto& Case : Cases)
     {
         SpiRig R;

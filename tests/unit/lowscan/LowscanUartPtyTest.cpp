@@ -99,7 +99,11 @@ TEST_F(LowscanUartPtyTest, PingsArrivingInPartsUnpackIntoSamplesAndValuePairs)
 {
     const auto Sample = [](size_t i) { return UINT8(i * 7 + 1); };
     const auto Value = [](size_t Block, int Half) { return unsigned(0x123 + 0x200 * Block + Half); };
-    const struct { size_t Samples, PacketBytes; std::vector<float> Values; } Cases[] = {
+    const struct
+    {
+        size_t Samples, PacketBytes;
+        std::vector<float> Values;
+    } Cases[] = {
         {1024, 1059, {}},
         {200, 207, {0x123, 0x124, 0, 0}},
     };
@@ -136,10 +140,10 @@ TEST(LowscanUartFileTest, SerialSetUpFailsWithItsMessageOnARegularFile)
     CFPGAIFLSUart Uart(Path, &Factory);
     EXPECT_EQ(ENOTTY, Uart.GetErrorCode());
     const std::string Code = "3 " + std::to_string(ENOTTY);
-    EXPECT_EQ((std::vector<std::string>{Code + " CFPGAIFLSUart::ConfigureSerialPort|" + Path + " is not a serial port",
-                                        Code + " CFPGAIFLSUart::CFPGAIFLSUart|Constructor failed to configure UART " +
-                                            Path}),
-              Factory.m_Events);
+    EXPECT_EQ(
+        (std::vector<std::string>{Code + " CFPGAIFLSUart::ConfigureSerialPort|" + Path + " is not a serial port",
+                                  Code + " CFPGAIFLSUart::CFPGAIFLSUart|Constructor failed to configure UART " + Path}),
+        Factory.m_Events);
     unlink(Path.c_str());
 }
 

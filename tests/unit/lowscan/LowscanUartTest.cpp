@@ -54,16 +54,25 @@ TEST(LowscanUartTest, FramesAreByteExact)
           U.SetGainAndColourGain(c_Channel0, -3.0, 3.9990234375), U.SetGainAndColourGain(c_Channel1, 255.90625, 1.0),
           U.SetBoostLevel(181, false)})
         EXPECT_EQ(0, Result);
-    EXPECT_EQ((std::vector<Bytes_T>{
-                  {0xF5, 0x00, 0x21, 0x00, 0x01, 0x00, 0x01, 0x18},
-                  {0xF5, 0xAB, 0xCD, 0xFF, 0xFF, 0xFF, 0xFF, 0x69},  // the sum 0x669 keeps its low byte
-                  {0xF5, 0x00, 0x01, 0x00, 0x00, 0x00, 0x01, 0xF7}, {0xF5, 0x00, 0x01, 0x00, 0x00, 0x00, 0x03, 0xF9},
-                  {'H', 'i', 0}, {0},
-                  UartFrame(41, 0xFFFF0001), UartFrame(45, 0x1234FFFF),
-                  UartFrame(34, 4095), UartFrame(35, 4095), UartFrame(42, 40), UartFrame(43, 0),
-                  UartFrame(34, 0), UartFrame(35, 4095), UartFrame(42, 4095), UartFrame(43, 1024),
-                  {0xF5, 0x00, 0x41, 0x00, 0x00, 0x00, 0xB5, 0xEB}}),
-              R.Device.m_Writes);
+    EXPECT_EQ(
+        (std::vector<Bytes_T>{{0xF5, 0x00, 0x21, 0x00, 0x01, 0x00, 0x01, 0x18},
+                              {0xF5, 0xAB, 0xCD, 0xFF, 0xFF, 0xFF, 0xFF, 0x69},  // the sum 0x669 keeps its low byte
+                              {0xF5, 0x00, 0x01, 0x00, 0x00, 0x00, 0x01, 0xF7},
+                              {0xF5, 0x00, 0x01, 0x00, 0x00, 0x00, 0x03, 0xF9},
+                              {'H', 'i', 0},
+                              {0},
+                              UartFrame(41, 0xFFFF0001),
+                              UartFrame(45, 0x1234FFFF),
+                              UartFrame(34, 4095),
+                              UartFrame(35, 4095),
+                              UartFrame(42, 40),
+                              UartFrame(43, 0),
+                              UartFrame(34, 0),
+                              UartFrame(35, 4095),
+                              UartFrame(42, 4095),
+                              UartFrame(43, 1024),
+                              {0xF5, 0x00, 0x41, 0x00, 0x00, 0x00, 0xB5, 0xEB}}),
+        R.Device.m_Writes);
     EXPECT_EQ(std::vector<size_t>{1024}, R.Device.m_ReadSizes);
 
     R.Device.Reply(Bytes_T(1023, 0x01));

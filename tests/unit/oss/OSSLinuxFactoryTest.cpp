@@ -118,7 +118,8 @@ TEST_F(OSSLinuxFactoryTest, FailuresComeBackAsValuesAndFailedObjectsStillComeBac
 
     pthread_t Thread;
     void* pResult = nullptr;
-    EXPECT_EQ(0, m_Factory.CreateThread(&Thread, nullptr, [](void* pArgument) { return pArgument; }, &Thread));
+    EXPECT_EQ(0, m_Factory.CreateThread(
+                     &Thread, nullptr, [](void* pArgument) { return pArgument; }, &Thread));
     EXPECT_EQ(0, m_Factory.JoinThread(Thread, &pResult));
     EXPECT_EQ(&Thread, pResult);
     // Joining oneself fails with EDEADLK, which the wrapper passes as success.

@@ -23,7 +23,10 @@ protected:
         return Value;
     }
     template <typename T>
-    long PositionAfter(const std::string& Text) { return ReadOne<T>(Text), m_Position; }
+    long PositionAfter(const std::string& Text)
+    {
+        return ReadOne<T>(Text), m_Position;
+    }
 
     std::string m_Dir = MakeTempDir();
     int m_Count = 0;
@@ -42,10 +45,10 @@ TEST_F(OSSLinuxFileStreamTest, EachDestinationTypeGetsItsConvertedValueAndFloats
     EXPECT_TRUE(ReadOne<bool>("2"));
     // Formats with a trailing blank eat the whitespace after the value; short and bool leave it.
     const char* const Text = "5 \n x";
-    EXPECT_EQ((std::vector<long>{4, 4, 4, 4, 1, 1}),
-              (std::vector<long>{PositionAfter<int>(Text), PositionAfter<UINT8>(Text), PositionAfter<char>(Text),
-                                 PositionAfter<unsigned long>(Text), PositionAfter<short>(Text),
-                                 PositionAfter<bool>(Text)}));
+    EXPECT_EQ(
+        (std::vector<long>{4, 4, 4, 4, 1, 1}),
+        (std::vector<long>{PositionAfter<int>(Text), PositionAfter<UINT8>(Text), PositionAfter<char>(Text),
+                           PositionAfter<unsigned long>(Text), PositionAfter<short>(Text), PositionAfter<bool>(Text)}));
 
     // "%f" fills the low half of a double.
     const double Scanned = ReadOne<double>("1.5");
@@ -80,8 +83,13 @@ TEST_F(OSSLinuxFileStreamTest, EndOfInputSucceedsTextThatIsNoNumberReadsAsZeroAn
     EXPECT_FALSE(pWords->ReadStream(Word, "%7s"));
 
     // Arrays fill in order; a read error leaves them alone.
-    const struct { int Flags; bool Result; int Error; std::vector<int> Expected; } Cases[] = {
-        {O_RDONLY, true, 0, {1, -2, 3, 9}}, {O_WRONLY, false, EBADF, {9, 9, 9, 9}}};
+    const struct
+    {
+        int Flags;
+        bool Result;
+        int Error;
+        std::vector<int> Expected;
+    } Cases[] = {{O_RDONLY, true, 0, {1, -2, 3, 9}}, {O_WRONLY, false, EBADF, {9, 9, 9, 9}}};
     for (const auto& Case : Cases)
     {
         auto pInts = Open("1 -2 3\n", Case.Flags);

@@ -1,14 +1,19 @@
 #include "OSSLinuxFile.h"
-#include "OssTestSupport.h"
 #include "../ChildHolder.h"
+#include "OssTestSupport.h"
 
 TEST(OSSLinuxFileTest, WriteOnlyOpenLocksTheFileAgainstOtherProcesses)
 {
     const std::string Path = MakeTempDir() + "/locked.txt";
     WriteTextFile(Path, "content\n");
-    const struct { int HolderFlags, OpenFlags; bool Conflict; } Cases[] = {
-        {O_WRONLY, O_WRONLY, true}, {O_WRONLY | O_NONBLOCK, O_RDONLY, true}, {O_WRONLY, O_RDWR, true},
-        {O_RDWR, O_WRONLY, false},  {O_RDONLY, O_WRONLY, false},
+    const struct
+    {
+        int HolderFlags, OpenFlags;
+        bool Conflict;
+    } Cases[] = {
+        {O_WRONLY, O_WRONLY, true},  {O_WRONLY | O_NONBLOCK, O_RDONLY, true},
+        {O_WRONLY, O_RDWR, true},    {O_RDWR, O_WRONLY, false},
+        {O_RDONLY, O_WRONLY, false},
     };
     for (const auto& Case : Cases)
     {

@@ -30,7 +30,12 @@ TEST(OSSLinuxNetworkTest, SystemAddressIsTheLastMatchOfTheInterfaceKind)
     // addresses just as well and carries no traffic either.
     for (const std::string Name : {"ossa", "ossb"})
         ASSERT_TRUE(Ip("link add " + Name + " type dummy 2>/dev/null || ip link add " + Name + " type bridge"));
-    const struct { const char* Setup; NetworkInterface_T Interface; const char* Expected; } Cases[] = {
+    const struct
+    {
+        const char* Setup;
+        NetworkInterface_T Interface;
+        const char* Expected;
+    } Cases[] = {
         {nullptr, NETWORK_INTERFACE_LAN, "0"},
         {nullptr, NETWORK_INTERFACE_ANY, "127.0.0.1"},
         // Listed: 127.0.0.1, 192.168.0.5, 10.0.0.2, 100.64.0.1.
@@ -107,5 +112,6 @@ TEST(OSSLinuxNetworkDeathTest, SocketThatNeverOpenedEndsTheProgramWhenDestroyed)
             COSSLinuxNetwork Socket(-1, SOCK_DGRAM, 0, NETWORK_INTERFACE_LOOPBACK);
             fprintf(stderr, "open error %d\n", Socket.GetErrorCode());
         },
-        "open error " + std::to_string(EAFNOSUPPORT) + "\n.*Utilities/OSSLinuxNetwork.cpp:[0-9]+: .*Assertion .m_Socket != -1. failed");
+        "open error " + std::to_string(EAFNOSUPPORT) +
+            "\n.*Utilities/OSSLinuxNetwork.cpp:[0-9]+: .*Assertion .m_Socket != -1. failed");
 }

@@ -15,8 +15,12 @@ typedef std::vector<uint8_t> Bytes;
 Bytes Packet(uint16_t address, bool read, bool block, const Bytes& payload, int checksumDelta = 0)
 {
     const size_t n = payload.size();
-    Bytes p = {0x43, 0x53, static_cast<uint8_t>(address), static_cast<uint8_t>(address >> 8),
-               static_cast<uint8_t>((read ? 1 : 0) | (block ? 2 : 0)), static_cast<uint8_t>(n - 1),
+    Bytes p = {0x43,
+               0x53,
+               static_cast<uint8_t>(address),
+               static_cast<uint8_t>(address >> 8),
+               static_cast<uint8_t>((read ? 1 : 0) | (block ? 2 : 0)),
+               static_cast<uint8_t>(n - 1),
                static_cast<uint8_t>((n - 1) >> 8)};
     uint8_t sum = 0;
     for (uint8_t b : payload)
@@ -118,8 +122,11 @@ TEST(SpiModel, BrokenTransfersAreDropped)
 
 TEST(SpiModel, PingReadBeforeAnyPingUnderrunsUntilTheFifoIsCleared)
 {
-    struct Case_T { const char* line; uint16_t fifo, status, control; } cases[] = {
-        {"/dev/LSfpga0 cor", 80, 82, 81}, {"/dev/LSfpga0 lumet", 0x8050, 0x8052, 0x8051}};
+    struct Case_T
+    {
+        const char* line;
+        uint16_t fifo, status, control;
+    } cases[] = {{"/dev/LSfpga0 cor", 80, 82, 81}, {"/dev/LSfpga0 lumet", 0x8050, 0x8052, 0x8051}};
     for (const Case_T& c : cases)
     {
         Rig_T rig(c.line);
@@ -225,9 +232,13 @@ namespace
 {
 Bytes Frame(uint16_t address, uint32_t value, int checksumDelta = 0)
 {
-    Bytes f = {0xF5, static_cast<uint8_t>(address >> 8), static_cast<uint8_t>(address),
-               static_cast<uint8_t>(value >> 24), static_cast<uint8_t>(value >> 16),
-               static_cast<uint8_t>(value >> 8), static_cast<uint8_t>(value)};
+    Bytes f = {0xF5,
+               static_cast<uint8_t>(address >> 8),
+               static_cast<uint8_t>(address),
+               static_cast<uint8_t>(value >> 24),
+               static_cast<uint8_t>(value >> 16),
+               static_cast<uint8_t>(value >> 8),
+               static_cast<uint8_t>(value)};
     uint8_t sum = 0;
     for (uint8_t b : f)
         sum = static_cast<uint8_t>(sum + b);
@@ -305,9 +316,14 @@ TEST(LowscanModel, SpiRequests)
 
 TEST(FpgaSetup, RejectsWhatNoUnitCanHave)
 {
-    const char* bad[] = {"dev/LSfpga0 cor", "/dev/LSfpga0 skd", "/dev/LSfpga0 cor fault=melted",
-                         "/dev/LSfpga0 cor seed", "/dev/LSfpga0 cor flash=3", "/dev/LSfpga0 cor adc=1,2",
-                         "/dev/ttyO1 lowscan-uart channel=2", "/dev/LSfpga0 cor colour=red"};
+    const char* bad[] = {"dev/LSfpga0 cor",
+                         "/dev/LSfpga0 skd",
+                         "/dev/LSfpga0 cor fault=melted",
+                         "/dev/LSfpga0 cor seed",
+                         "/dev/LSfpga0 cor flash=3",
+                         "/dev/LSfpga0 cor adc=1,2",
+                         "/dev/ttyO1 lowscan-uart channel=2",
+                         "/dev/LSfpga0 cor colour=red"};
     for (const char* line : bad)
     {
         FpgaSetup_T setup;

@@ -7,8 +7,8 @@
 
 #include <algorithm>
 #include <csignal>
-#include <fcntl.h>
 #include <cstdlib>
+#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <sys/wait.h>
@@ -147,12 +147,12 @@ TEST(Launcher, DescribesWhatAUnitHolds)
         EXPECT_TRUE(Has(ql6m.out, line)) << line << "\n" << ql6m.out;
 
     // Amendments and faults show as they would be run; displays get no FPGA.
-    const RunResult_T amended =
-        RunOnUnit(UnitRun_T{"nr2", {"--remove", "/corvane/Application/FPGAFirmware", "--fault", "no-reply",
-                                    "--describe"}, {}, ""});
+    const RunResult_T amended = RunOnUnit(UnitRun_T{
+        "nr2", {"--remove", "/corvane/Application/FPGAFirmware", "--fault", "no-reply", "--describe"}, {}, ""});
     EXPECT_FALSE(Has(amended.out, "FPGAFirmware")) << amended.out;
     EXPECT_TRUE(Has(amended.out, "fpga   /dev/LSfpga0 lumet seed=22 depth=15 adc=0x400000,0x1a2b3c,0x0abcde "
-                                 "fault=no-reply\n")) << amended.out;
+                                 "fault=no-reply\n"))
+        << amended.out;
     const RunResult_T display = RunOnUnit(UnitRun_T{"hz05", {"--describe"}, {}, ""});
     EXPECT_FALSE(Has(display.out, "fpga ")) << display.out;
 }
@@ -173,24 +173,35 @@ TEST(Launcher, RefusesWhatWouldReachOutsideTheUnit)
         std::string err;
     } cases[] = {
         {{"--file", "/../../escape=1"}, "varrow", "--file: '/../../escape' has an empty, '.' or '..' component"},
-        {{"--mode", "/VERSION/../../escape=000"}, "varrow", "--mode: '/VERSION/../../escape' has an empty, '.' or '..' component"},
+        {{"--mode", "/VERSION/../../escape=000"},
+         "varrow",
+         "--mode: '/VERSION/../../escape' has an empty, '.' or '..' component"},
         {{"--dir", "/sys//x"}, "varrow", "--dir: '/sys//x' has an empty, '.' or '..' component"},
         {{"--remove", "/corvane/."}, "varrow", "--remove: '/corvane/.' has an empty, '.' or '..' component"},
         {{"--exec", "relative=1"}, "varrow", "--exec: 'relative' is not an absolute path"},
         {{"--fpga", "/dev/../escape cor"}, "ql4k", "--fpga: '/dev/../escape' has an empty, '.' or '..' component"},
-        {{"--units", scratch.dir + "/profiles"}, "bad",
+        {{"--units", scratch.dir + "/profiles"},
+         "bad",
          scratch.dir + "/profiles/bad.unit:2: '/sys/../../escape' has an empty, '.' or '..' component"},
         {{"--unit-dir", "/"}, "varrow", "--unit-dir: the unit folder cannot be /"},
-        {{"--unit-dir", scratch.dir + "/foreign"}, "varrow", "--unit-dir: the unit folder " + scratch.dir +
-         "/foreign holds files vunit did not make; give a new or empty folder, or one of an earlier --unit-dir run"},
-        {{"--unit-dir", scratch.dir + "/link"}, "varrow", "--unit-dir: the unit folder " + scratch.dir +
-         "/link is a symbolic link"},
+        {{"--unit-dir", scratch.dir + "/foreign"},
+         "varrow",
+         "--unit-dir: the unit folder " + scratch.dir +
+             "/foreign holds files vunit did not make; give a new or empty folder, or one of an earlier --unit-dir "
+             "run"},
+        {{"--unit-dir", scratch.dir + "/link"},
+         "varrow",
+         "--unit-dir: the unit folder " + scratch.dir + "/link is a symbolic link"},
         {{"--unit-dir", file}, "varrow", "--unit-dir: the unit folder " + file + " is not a folder"},
-        {{"--fault", "no-interrupt"}, "ql4k",
+        {{"--fault", "no-interrupt"},
+         "ql4k",
          "--fault: the cor FPGA model of /dev/LSfpga0 has no fault 'no-interrupt'; its faults: " + cor},
-        {{"--fpga", "/dev/LSfpga0 cor fault=melted"}, "ql4k",
+        {{"--fpga", "/dev/LSfpga0 cor fault=melted"},
+         "ql4k",
          "--fpga: the cor FPGA model of /dev/LSfpga0 has no fault 'melted'; its faults: " + cor},
-        {{"--fault", "fifo-status"}, "varrow", "--fault: the lowscan-uart FPGA model of /dev/ttyO1 has no fault "
+        {{"--fault", "fifo-status"},
+         "varrow",
+         "--fault: the lowscan-uart FPGA model of /dev/ttyO1 has no fault "
          "'fifo-status'; its faults: no-reply, short-ping, version0"},
         {{"--fault", "no-reply"}, "hz05", "--fault: the unit hz05 has no simulated FPGA, so it has no faults"},
     };

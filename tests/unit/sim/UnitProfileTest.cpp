@@ -10,9 +10,15 @@ TEST(UnitProfile, UnescapesContent)
         bool ok;
         std::string bytes;
     } cases[] = {
-        {"Varrow\\n", true, "Varrow\n"},  {"a\\tb\\sc", true, "a\tb c"},     {"12\\0 34", true, std::string("12\0 34", 6)},
-        {"\\x41\\xfF", true, "A\xff"},    {"back\\\\slash", true, "back\\slash"}, {"", true, ""},
-        {"trailing\\", false, ""},        {"\\q", false, ""},               {"\\x4", false, ""},
+        {"Varrow\\n", true, "Varrow\n"},
+        {"a\\tb\\sc", true, "a\tb c"},
+        {"12\\0 34", true, std::string("12\0 34", 6)},
+        {"\\x41\\xfF", true, "A\xff"},
+        {"back\\\\slash", true, "back\\slash"},
+        {"", true, ""},
+        {"trailing\\", false, ""},
+        {"\\q", false, ""},
+        {"\\x4", false, ""},
         {"\\xg1", false, ""},
     };
     for (const Case_T& c : cases)
@@ -31,8 +37,8 @@ TEST(UnitProfile, LaterEntriesReplaceEarlierOnes)
     CUnitProfile profile;
     std::string error;
     for (const char* line : {"file /sys/a/x 1\\n", "file /sys/a/y 2", "mode /sys/a/y 000", "file /sys/a/x 3",
-                             "device /dev/LSfpga0", "remove /sys/a/y", "file /VERSION  two blanks",
-                             "# a comment", "   ", "dir /corvane/FPGAFirmware", "remove /corvane"})
+                             "device /dev/LSfpga0", "remove /sys/a/y", "file /VERSION  two blanks", "# a comment",
+                             "   ", "dir /corvane/FPGAFirmware", "remove /corvane"})
         ASSERT_TRUE(profile.ParseLine(line, ".", error)) << line << ": " << error;
 
     const std::vector<CUnitProfile::Entry_T> entries = profile.Resolved();

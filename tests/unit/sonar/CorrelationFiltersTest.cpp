@@ -17,10 +17,11 @@ struct FilterCase
 };
 
 const FilterCase c_Cases[] = {
-    {"200long", AppendCorrelationFilter200Long, {1137, 1315, 1504, 1705, 1917, 2141, 2377},
+    {"200long",
+     AppendCorrelationFilter200Long,
+     {1137, 1315, 1504, 1705, 1917, 2141, 2377},
      {16287, 21197, 21731, 26232, 26685, 30154, 30461, 32389, 32504, 32598, 32504, 30751, 30461, 27126}},
-    {"350long", AppendCorrelationFilter350Long, {1147, 1326, 1515, 1716, 1929, 2154, 2390, 2639, 2900, 3173},
-     {32598}},
+    {"350long", AppendCorrelationFilter350Long, {1147, 1326, 1515, 1716, 1929, 2154, 2390, 2639, 2900, 3173}, {32598}},
 };
 }  // namespace
 

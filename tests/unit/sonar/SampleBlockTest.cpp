@@ -37,7 +37,8 @@ TEST(SampleBlock, ThreeDigitsPerSampleTruncatedTowardZero)
         {{0.0f, 7.9f, 999.9f, -0.5f}, "\n<SonarFPGAData>000007999000<EndSonarFPGAData>\n", 0},
         {{-5.0f, 42.0f}, "\n<SonarFPGAData>-05042<EndSonarFPGAData>\n", 0},
         {{1000.0f, 3.0f},
-         "ERROR: Sample value expected to be three digits. Actual size: 4.\n\n<SonarFPGAData>003<EndSonarFPGAData>\n", 1},
+         "ERROR: Sample value expected to be three digits. Actual size: 4.\n\n<SonarFPGAData>003<EndSonarFPGAData>\n",
+         1},
         {{-100.0f, std::numeric_limits<float>::quiet_NaN(), 1e20f},
          "ERROR: Sample value expected to be three digits. Actual size: 4.\n"
          "ERROR: Sample value expected to be three digits. Actual size: 10.\n"
@@ -80,8 +81,8 @@ TEST(SampleBlock, ShortBlockStepsByADivisorOfTheCount)
 
 TEST(SampleBlock, GainWordsAreExactAndMediumIsBelowLow)
 {
-    const std::pair<const char*, int> words[] = {{"high", 30}, {"medium", 10}, {"low", 20},
-                                                 {"Medium", 0}, {"HIGH", 0},   {"", 0}};
+    const std::pair<const char*, int> words[] = {{"high", 30},  {"medium", 10}, {"low", 20},
+                                                 {"Medium", 0}, {"HIGH", 0},    {"", 0}};
     for (const auto& word : words)
         EXPECT_EQ(CSonarTestController::GetAppropriateAnalogueGainLevel(word.first), word.second) << word.first;
 }

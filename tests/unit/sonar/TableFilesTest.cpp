@@ -93,8 +93,8 @@ TEST_F(TableFilesTest, GetValueReadsBetweenKeys)
     const std::string noScalingCopy = Replaced(c_Example, "  FpgaInterface->SetCorralationScaling( 1);\n", "");
     const Case_T cases[] = {
         {"sub-sample rate", c_Example, "FpgaInterface->SetSubSampleRate(", ");\nFpgaInterface->SetSubSampleMode", 4},
-        {"down-shift", c_Example, "FpgaInterface->SetCorralationDownShift(",
-         ");\nFpgaInterface->SetCorralationScaling", 2},
+        {"down-shift", c_Example, "FpgaInterface->SetCorralationDownShift(", ");\nFpgaInterface->SetCorralationScaling",
+         2},
         {"one scaling line without blanks", noScalingCopy, c_ScalingKey, c_ScalingEnd, -1},
         {"digit right after the parenthesis", Replaced(c_Example, "Level( 1)", "Level(5)"), boost, boostEnd, 0},
         {"blanks around", Replaced(c_Example, "Level( 1)", "Level(  15 )"), boost, boostEnd, 15},
@@ -155,8 +155,8 @@ TEST_F(TableFilesTest, LoadTables)
         std::vector<CorrelationFilterCoefficientSet_T> correlationTable;
         std::string output;
         int result = -1;
-        const std::string printed = Capture(
-            [&] { result = m_Controller->LoadTables(chirpTable, tvgTable, correlationTable, &output, file); });
+        const std::string printed =
+            Capture([&] { result = m_Controller->LoadTables(chirpTable, tvgTable, correlationTable, &output, file); });
         auto named = [&](std::string text) {
             const size_t at = text.find("FILE");
             return at == std::string::npos ? text : text.replace(at, 4, file.toStdString());
