@@ -29,15 +29,21 @@ bool CCommandLine::Parse(const QStringList& arguments, StationOptions_T& options
     QString vunit;
     for (int i = 0; i < arguments.size(); ++i)
     {
-        const QString& word = arguments[i];
+        QString word = arguments[i];
+        QString attached;  // "-j2" as make takes it
+        if (word.startsWith("-j") && word.size() > 2)
+        {
+            attached = word.mid(2);
+            word = "-j";
+        }
         const bool takesValue =
             QStringList{"--unit", "--ssh", "-j", "--json", "--junit", "--report", "--vunit"}.contains(word);
-        if (takesValue && i + 1 >= arguments.size())
+        if (takesValue && attached.isEmpty() && i + 1 >= arguments.size())
         {
             error = word + " needs a value";
             return false;
         }
-        const QString value = takesValue ? arguments[++i] : QString();
+        const QString value = !attached.isEmpty() ? attached : takesValue ? arguments[++i] : QString();
         bool ok = true;
         if (word == "--unit")
         {

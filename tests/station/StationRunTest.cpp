@@ -116,7 +116,7 @@ TEST(StationRun, UnitsRunAtTheSameTime)
     QElapsedTimer timer;
     timer.start();
     const StationRun_T run =
-        RunStation({"run", plan, "-j", "4", "--unit", "ql4k", "--unit", "ql5k", "--unit", "ql6m", "--unit", "ql4k"});
+        RunStation({"run", plan, "-j4", "--unit", "ql4k", "--unit", "ql5k", "--unit", "ql6m", "--unit", "ql4k"});
     EXPECT_EQ(run.exitCode, 0) << run.errors.toStdString();
     // Each unit takes two seconds; one after the other would take eight.
     EXPECT_LT(timer.elapsed(), 6000);
