@@ -215,17 +215,27 @@ std::vector<std::string> CVirtualUnit::SandboxCommand(const RunOptions_T& option
 
     for (const std::string& path : options.readOnlyBinds)
         cmd.insert(cmd.end(), {"--ro-bind", path, path});
+    for (const std::string& word : options.emulator)
+        if (word[0] == '/')
+            cmd.insert(cmd.end(), {"--ro-bind", word, word});
+    std::vector<std::string> preloadArguments;  // an emulator's, for the emulated program
     if (!options.deviceShim.empty() && fs::exists(root / std::string(c_FpgaConfig).substr(1), ec))
     {
-        // The program itself is started directly; only it is shimmed.
+        // The program itself is started directly; only it is shimmed. An
+        // emulator hands the preload to the program it runs, not to itself.
         const std::string preload =
             options.preloadFirst.empty() ? options.deviceShim : options.preloadFirst + ":" + options.deviceShim;
-        cmd.insert(cmd.end(),
-                   {"--ro-bind", fs::path(options.deviceShim).parent_path().string(),
-                    fs::path(options.deviceShim).parent_path().string(), "--setenv", "LD_PRELOAD", preload, "--setenv",
-                    "VUNIT_FPGA_CONFIG", c_FpgaConfig, "--setenv", "VUNIT_FPGA_TRACE", c_FpgaTrace});
+        const std::string shimFolder = fs::path(options.deviceShim).parent_path().string();
+        cmd.insert(cmd.end(), {"--ro-bind", shimFolder, shimFolder, "--setenv", "VUNIT_FPGA_CONFIG", c_FpgaConfig,
+                               "--setenv", "VUNIT_FPGA_TRACE", c_FpgaTrace});
+        if (options.emulator.empty())
+            cmd.insert(cmd.end(), {"--setenv", "LD_PRELOAD", preload});
+        else
+            preloadArguments = {"-E", "LD_PRELOAD=" + preload};
     }
     cmd.insert(cmd.end(), {"--unsetenv", "TMPDIR", "--chdir", options.workDir, "--"});
+    cmd.insert(cmd.end(), options.emulator.begin(), options.emulator.end());
+    cmd.insert(cmd.end(), preloadArguments.begin(), preloadArguments.end());
     cmd.insert(cmd.end(), options.argv.begin(), options.argv.end());
     return cmd;
 }

@@ -23,6 +23,9 @@ public:
         // nodes; preloadFirst (a sanitizer runtime) must precede it.
         std::string deviceShim;
         std::string preloadFirst;
+        // A qemu-user style launcher that runs argv (another processor's
+        // program): its words, absolute paths shown read-only in the unit.
+        std::vector<std::string> emulator;
     };
 
     // folder: where the unit is built. A throw-away folder (removeOnExit) is

@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -36,6 +37,9 @@ const char* const c_Usage =
     "  --unit-dir DIR       build the unit in DIR and keep it after the run; DIR must be\n"
     "                       new, empty or a unit folder of an earlier run (then rebuilt)\n"
     "  --sonarbench PATH    the program to test (default: the one built with vunit)\n"
+    "  --shim PATH          the device shim to preload (default: the one built with vunit)\n"
+    "  --emulator 'PATH [ARGUMENTS...]'  run the program through a qemu-user style\n"
+    "                       emulator, which gets the shim as '-E LD_PRELOAD=...'\n"
     "  --units DIR          the folder of the profiles\n"
     "  --ro PATH            show a host path read-only at the same path\n"
     "  --caps               keep root's capabilities inside the unit\n"
@@ -60,6 +64,15 @@ std::string Absolute(const std::string& path)
     std::error_code ec;
     fs::path result = fs::weakly_canonical(fs::absolute(path), ec);
     return ec ? path : result.string();
+}
+
+std::vector<std::string> Words(const std::string& text)
+{
+    std::vector<std::string> words;
+    std::istringstream in(text);
+    for (std::string word; in >> word;)
+        words.push_back(word[0] == '/' || word[0] == '-' ? word : Absolute(word));
+    return words;
 }
 
 // Absolute without resolving links: a unit folder that is a link is refused, not followed.
@@ -145,11 +158,12 @@ struct Command_T
 {
     std::string unitsDir = VUNIT_UNITS_DIR;
     std::string sonarbench = VUNIT_SONARBENCH;
+    std::string shim = VUNIT_SHIM;
     std::string unitDir;
     CVirtualUnit::RunOptions_T options;
     std::vector<std::string> amendments;  // applied after the profile, in order
     std::vector<std::string> faults;
-    bool shim = true, describe = false;
+    bool useShim = true, describe = false;
     int next = 1;  // the first argument after the options
 };
 
@@ -171,7 +185,7 @@ int ParseOptions(int argc, char* argv[], Command_T& command)
         if (option == "--caps")
             command.options.keepCapabilities = true;
         else if (option == "--no-shim")
-            command.shim = false;
+            command.useShim = false;
         else if (option == "--describe")
             command.describe = true;
         else if (option == "--net")
@@ -192,6 +206,10 @@ int ParseOptions(int argc, char* argv[], Command_T& command)
             command.unitDir = AbsoluteAsGiven(argv[++i]);
         else if (option == "--sonarbench")
             command.sonarbench = Absolute(argv[++i]);
+        else if (option == "--shim")
+            command.shim = Absolute(argv[++i]);
+        else if (option == "--emulator")
+            command.options.emulator = Words(argv[++i]);
         else if (option == "--units")
             command.unitsDir = argv[++i];
         else if (option == "--ro")
@@ -280,9 +298,9 @@ bool ChooseProgram(int argc, char* argv[], Command_T& command, const CUnitProfil
         started = command.sonarbench;
     }
     options.argv.insert(options.argv.end(), argv + i, argv + argc);
-    if (command.shim && !profile.Fpgas().empty())
+    if (command.useShim && !profile.Fpgas().empty())
     {
-        options.deviceShim = VUNIT_SHIM;
+        options.deviceShim = command.shim;
         // A sanitized program needs its sanitizer runtime first in the preload list.
         options.preloadFirst = started.empty() ? std::string() : CVirtualUnit::SanitizerRuntime(started);
     }

@@ -48,6 +48,13 @@ RunResult_T RunOnUnit(const UnitRun_T& run, const std::vector<std::string>& extr
 {
     std::vector<std::string> cmd = launcher;
     cmd.push_back(VUNIT_BINARY);
+    // Another build of the program, such as the unit's armhf one under its emulator.
+    const std::pair<const char*, const char*> others[] = {
+        {"SONARBENCH_E2E_PROGRAM", "--sonarbench"}, {"SONARBENCH_E2E_SHIM", "--shim"},
+        {"SONARBENCH_E2E_EMULATOR", "--emulator"}};
+    for (const auto& other : others)
+        if (const char* value = getenv(other.first))
+            cmd.insert(cmd.end(), {other.second, value});
     if (!run.unitDir.empty())
         cmd.insert(cmd.end(), {"--unit-dir", run.unitDir});
     cmd.insert(cmd.end(), run.unitOptions.begin(), run.unitOptions.end());
