@@ -70,10 +70,38 @@ TEST(XkPing, PingsFromATableFileOnTheXkModules)
     // 5 does not divide 512: every 4th sample, and a comma after the last.
     EXPECT_EQ(BlockValues(ql4k.output.blocks[0]).size(), 128u);
     EXPECT_EQ(ql4k.output.blocks[0].back(), ',');
-    for (const char* line : {"write 0x0012 [1] de", "write 0x0004 [1] 02", "write 0x0008 [1] 01",
-                             "write block 0x4000 [8] 10 00 00 02 11 00 01 02", "write block 0x3000 [6] 0a 14 1e 28",
-                             "write 0x0032 [1] 01", "write 0x0000 [1] 03"})
-        EXPECT_NE(ql4k.trace.find(line), std::string::npos) << line;
+    // The whole conversation with the FPGA, in the order of the table file:
+    // the two command writes, each with the output-to-log register 0x18;
+    // filter byte 0xde, ADC code 2, 512 samples as 32 blocks of 16, sub-sample
+    // rate 4 and mode 2, threshold 300, boost 1, the chirp table after its
+    // size (2), the TVG table after its size (3), divisor 8, selection 1,
+    // scaling 3, the centre frequency's word, the correlation table in
+    // 5,049-byte packets, down-shift 2, scaling 1, then command 3 (element 1,
+    // ping); the whole FIFO read, and status 4.
+    EXPECT_EQ(ql4k.trace,
+              "LSfpga0 shell: cat /corvane/Application/QuenlorSounder/FPGAFirmware/QL4K_5K_A2_* > /dev/LSfpga0\n"
+              "LSfpga0 firmware 15 bytes: cor version 3.2\n"
+              "LSfpga0 open\nLSfpga0 ioctl configure-spi\n"
+              "LSfpga0 write 0x0000 [1] 00\nLSfpga0 write 0x0018 [1] 01\nLSfpga0 write 0x0000 [1] 02\n"
+              "LSfpga0 write 0x0018 [1] 01\nLSfpga0 write 0x0000 [1] 02\nLSfpga0 write 0x0012 [1] de\n"
+              "LSfpga0 write 0x0004 [1] 02\nLSfpga0 write 0x0010 [1] 20\nLSfpga0 write 0x0011 [1] 00\n"
+              "LSfpga0 write 0x0034 [1] 04\nLSfpga0 write 0x0035 [1] 02\nLSfpga0 write 0x0038 [2] 2c 01\n"
+              "LSfpga0 write 0x0008 [1] 01\nLSfpga0 write 0x0200 [1] 02\nLSfpga0 write 0x0201 [1] 00\n"
+              "LSfpga0 write block 0x4000 [8] 10 00 00 02 11 00 01 02\n"
+              "LSfpga0 write 0x0100 [1] 03\nLSfpga0 write 0x0101 [1] 00\n"
+              "LSfpga0 write block 0x3000 [6] 0a 14 1e 28 32 3c\n"
+              "LSfpga0 write 0x0026 [1] 08\nLSfpga0 write 0x0024 [1] 01\nLSfpga0 write 0x0025 [1] 03\n"
+              "LSfpga0 write 0x0020 [1] 28\nLSfpga0 write 0x0021 [1] 32\nLSfpga0 write 0x0022 [1] 0e\n"
+              "LSfpga0 write 0x0023 [1] 00\nLSfpga0 write 0x0030 [1] 07\n"
+              "LSfpga0 write block 0x8000 [5049] f4 ff 07 00 05 00 fd ff ... (5049 bytes)\n"
+              "LSfpga0 write block 0x93b9 [5049] 00 00 00 00 00 00 00 00 ... (5049 bytes)\n"
+              "LSfpga0 write block 0xa772 [5049] 00 00 00 00 00 00 00 00 ... (5049 bytes)\n"
+              "LSfpga0 write block 0xbb2b [1237] 00 00 00 00 00 00 00 00 ... (1237 bytes)\n"
+              "LSfpga0 write 0x0033 [1] 02\nLSfpga0 write 0x0032 [1] 01\nLSfpga0 write 0x0000 [1] 03\n"
+              "LSfpga0 ping 1: 512 samples, bottom at sample 61\n"
+              "LSfpga0 ioctl start-ping-read {0x5343, 0x0050, 0, 1, 1}\n"
+              "LSfpga0 ping read 1024 bytes at 0x0050, FIFO held 1024: f7 00 e1 00 c8 00 c1 00 ... (1024 bytes)\n"
+              "LSfpga0 ioctl end-ping-read\nLSfpga0 read 0x0052 [1] -> 04 sum 04\n");
 
     // CRLF line ends and another channel change nothing on a QL4K.
     const Ran_T crlf = RunTable("ql4k", Crlf(Table()), {"xkping", "/tmp/t.txt", "7", "5"});

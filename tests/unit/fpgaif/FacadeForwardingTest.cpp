@@ -67,10 +67,8 @@ const CorrelationFilterCoefficients_T c_Correlation(8, {0, 1137});
 
 TEST(FacadeForwardingTest, AnOperationTheUnitLacksAnswersWithoutReachingTheDevice)
 {
-    SWVersion_T Version;
     LSADCReadings_T Readings;
     bFpgaStatusByte CorStatus;
-    unsigned int Adc;
     UINT8 Storage[512 + 64];
     Buffer_Bytes_T Samples(Storage, 512), Values(Storage + 512, 64);
     const struct
@@ -81,18 +79,6 @@ TEST(FacadeForwardingTest, AnOperationTheUnitLacksAnswersWithoutReachingTheDevic
         TSQEventCode_T Expected;
         bool bUntouched;
     } Cases[] = {
-        {"N41008", "version", [&](CFPGAIF& F) { return F.GetVersion(&Version); }, -177, true},
-        {"N41008", "error code", [](CFPGAIF& F) { return F.GetErrorCode(); }, -177, true},
-        {"N41008", "ADC readings", [&](CFPGAIF& F) { return F.GetADCReadings(&Readings); }, -177, true},
-        {"N41008", "flush", [](CFPGAIF& F) { return F.Flush(1); }, -177, true},
-        {"N41008", "busy", [](CFPGAIF& F) { return F.SetBusy() == -177 && !F.IsSpiBusy() ? 0 : 1; }, 0, true},
-        {"N41008", "wait",
-         [](CFPGAIF& F) {
-             F.WaitForData();
-             return 0;
-         },
-         0, true},
-        {"N41008", "water temperature", [&](CFPGAIF& F) { return F.GetWaterTemp(&Adc); }, -177, true},
         {"N41001", "ADC readings", [&](CFPGAIF& F) { return F.GetADCReadings(&Readings); }, -174, true},
         {"N41001", "boost", [](CFPGAIF& F) { return F.SetBoostLevel(3); }, 0, true},
         {"N41001", "Lumet ping", [&](CFPGAIF& F) { return F.GetPing(1, &Samples, 0); }, 0, true},
@@ -123,6 +109,82 @@ TEST(FacadeForwardingTest, AnOperationTheUnitLacksAnswersWithoutReachingTheDevic
         Unit.Facade->UpdateFPGA();  // anything wrongly queued would go out now
         EXPECT_EQ(Case.bUntouched, Before == Unit.Traffic());
     }
+}
+
+// A unit whose product has no FPGA interface (an HZ display): every
+// operation answers -177 and nothing reaches a device.
+TEST(FacadeForwardingTest, EveryOperationWithoutAnInterfaceAnswersMinus177)
+{
+    SWVersion_T Version;
+    LSADCReadings_T Readings;
+    bFpgaStatusByte CorStatus;
+    bLumetStatusByte LumetStatus;
+    FPGASpeedReading_T Speed;
+    unsigned int Value = 0;
+    unsigned char Byte = 0;
+    UINT8 Storage[64];
+    Buffer_Bytes_T Data(Storage, 32), Second(Storage + 32, 32);
+    const unsigned int Frequency = 150;
+    const std::vector<std::function<TSQEventCode_T(CFPGAIF&)>> Calls = {
+        [](CFPGAIF& F) { return F.Flush(1); },
+        [](CFPGAIF& F) { return F.GetErrorCode(); },
+        [&](CFPGAIF& F) { return F.GetVersion(&Version); },
+        [&](CFPGAIF& F) { return F.GetADCReadings(&Readings); },
+        [](CFPGAIF& F) { return F.PingNow(); },
+        [](CFPGAIF& F) { return F.PingNow(bLumetCommandByte{1}); },
+        [](CFPGAIF& F) { return F.PingNow(bFpgaCommandByte{1}); },
+        [&](CFPGAIF& F) { return F.GetPing(0, &Data, &Second); },
+        [&](CFPGAIF& F) { return F.GetPing(0, &Data, 0); },
+        [&](CFPGAIF& F) { return F.GetPing(&Data); },
+        [](CFPGAIF& F) { return F.setUpForPing(LSFpgaCompleteConfigure_T()); },
+        [&](CFPGAIF& F) { return F.GetTransducerData(&Byte); },
+        [](CFPGAIF& F) { return F.SetTransducerData(3); },
+        [&](CFPGAIF& F) { return F.GetStatusRegister(&CorStatus); },
+        [&](CFPGAIF& F) { return F.GetStatusRegister(&LumetStatus); },
+        [](CFPGAIF& F) { return F.SetCommandRegister(bFpgaCommandByte{2}); },
+        [](CFPGAIF& F) { return F.SetCommandRegister(bLumetCommandByte{2}); },
+        [](CFPGAIF& F) { return F.SetChannelFilterRegister(&c_Filter); },
+        [](CFPGAIF& F) { return F.SetFilterSelectionRegister(2); },
+        [](CFPGAIF& F) { return F.SetADCFrequencyRegister(eFpgaAdcFrequencyCode2); },
+        [](CFPGAIF& F) { return F.SetNumberOfSamplesToReceive(512, 0); },
+        [](CFPGAIF& F) { return F.SetSteppedAnalogueGain(5, 0); },
+        [](CFPGAIF& F) { return F.SetBoostLevel(3); },
+        [](CFPGAIF& F) { return F.SetChirpTable({{0x10, 0x200}}); },
+        [](CFPGAIF& F) { return F.SetTVGTable({{10, 20}}); },
+        [](CFPGAIF& F) { return F.SetBasebandFilterSubSample(8); },
+        [](CFPGAIF& F) { return F.SetBaseBandFilterSelection(1); },
+        [&](CFPGAIF& F) { return F.SetBaseBandFilterCentreFreq(Frequency, 0); },
+        [](CFPGAIF& F) { return F.SetBaseBandFilterScalingReg(3); },
+        [](CFPGAIF& F) { return F.SetCorrelationFilter(c_Correlation, 0); },
+        [](CFPGAIF& F) { return F.SetCorralationDownShift(2, 0); },
+        [](CFPGAIF& F) { return F.SetCorralationScaling(1, 0); },
+        [](CFPGAIF& F) { return F.UpdateFPGA(); },
+        [&](CFPGAIF& F) { return F.GetSpeedReading(&Speed); },
+        [](CFPGAIF& F) { return F.HasPingDataTransferCompleted(); },
+        [&](CFPGAIF& F) { return F.TestFPGAAccess(&Data, 2, true, false); },
+        [](CFPGAIF& F) { return F.SetFree(); },
+        [](CFPGAIF& F) { return F.SetBusy(); },
+        [](CFPGAIF& F) { return F.SetSyncRegister(bFpgaPSUSyncRegister()); },
+        [](CFPGAIF& F) { return F.SetSubSampleRate(4u, 0); },
+        [](CFPGAIF& F) { return F.SetSubSampleRate(static_cast<unsigned char>(4)); },
+        [](CFPGAIF& F) { return F.SetStartFreq(1000, 0); },
+        [](CFPGAIF& F) { return F.SetChirpIncrement(7, 0); },
+        [](CFPGAIF& F) { return F.SetBurstLength(9, 0); },
+        [](CFPGAIF& F) { return F.SetFifoCntrlRegister(bCorFifoCntrlByte{2}, 0); },
+        [](CFPGAIF& F) { return F.SetWifiLEDRegister(FpgaWifiLEDRegister_T()); },
+        [](CFPGAIF& F) { return F.SetOutputDataToLog(); },
+        [](CFPGAIF& F) { return F.SetSubSampleMode(eFpgaSubSampleMode2); },
+        [](CFPGAIF& F) { return F.SetSubSampleThreshold(300); },
+        [&](CFPGAIF& F) { return F.GetADCReference(&Value); },
+        [&](CFPGAIF& F) { return F.GetSenseResistor(&Value); },
+        [&](CFPGAIF& F) { return F.GetWaterTemp(&Value); },
+    };
+    CUnit Unit("N41008");
+    for (size_t i = 0; i < Calls.size(); ++i)
+        EXPECT_EQ(-177, Calls[i](*Unit.Facade)) << "operation " << i;
+    EXPECT_FALSE(Unit.Facade->IsSpiBusy());
+    Unit.Facade->WaitForData();
+    EXPECT_EQ(0u, Unit.Traffic());
 }
 
 TEST(FacadeForwardingTest, CorRegistersArriveAsTheTransportSendsThem)
