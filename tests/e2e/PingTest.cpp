@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <csignal>
+
 namespace
 {
 const std::string c_Folder = "/corvane/Application/FPGAFirmware";
@@ -105,6 +107,15 @@ TEST(Ping, RefusalsAndFailures)
               c_UnknownProduct + "3\n" + c_FpgaNotice + Failed(args, "ERROR: Failed to get version.\n", "LumetV3\n"));
     EXPECT_EQ(RunOnUnit({"varrow", {"--fault", "no-reply"}, args, ""}).out,
               "3\n" + c_FpgaNotice + Failed(args, "ERROR: Failed to get version.\n", "Varrow\n"));
+
+    // An Nr sounder whose firmware is in flash is not refused and reaches the
+    // UART flush its SPI link lacks: the run aborts, yet what it printed
+    // before has reached the station through the pipe.
+    const RunResult_T nr = RunOnUnit({"nr1", {"--fpga", "/dev/LSfpga0 lumet flash=2.0"}, args, ""});
+    EXPECT_EQ(nr.out, "3\n" + c_FpgaNotice);
+    EXPECT_EQ(nr.status, 128 + SIGABRT);
+    EXPECT_NE(nr.err.find("Assertion `pUart && \"Flush is only for UART products\"' failed."), std::string::npos)
+        << nr.err;
 
     // A wrong channel still pings, on 255 with both periods, and fails.
     const std::vector<std::string> wrong = {"ping", "200000", "210000", "0", "45", "2", "Medium"};
