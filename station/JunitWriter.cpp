@@ -82,14 +82,9 @@ QByteArray CJunitWriter::Document(const StationResults_T& results) const
     QXmlStreamWriter xml(&document);
     xml.setAutoFormatting(true);
     xml.writeStartDocument();
-    int tests = 0;
-    int failures = 0;
-    for (const UnitResult_T& unit : results.units)
-        for (const StepResult_T& step : unit.steps)
-        {
-            ++tests;
-            failures += step.met ? 0 : 1;
-        }
+    size_t tests = 0;
+    size_t failures = 0;
+    results.CountSteps(tests, failures);
     xml.writeStartElement("testsuites");
     xml.writeAttribute("name", XmlText(results.plan));
     xml.writeAttribute("tests", QString::number(tests));

@@ -37,4 +37,16 @@ struct StationResults_T
     std::vector<UnitResult_T> units;
     bool met = false;
     double seconds = 0;
+
+    // Steps run on all units, and how many of them missed an expectation.
+    void CountSteps(size_t& steps, size_t& unmet) const
+    {
+        steps = unmet = 0;
+        for (const UnitResult_T& unit : units)
+            for (const StepResult_T& step : unit.steps)
+            {
+                ++steps;
+                unmet += step.met ? 0 : 1;
+            }
+    }
 };

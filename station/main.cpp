@@ -97,12 +97,7 @@ int main(int argc, char** argv)
     const StationResults_T results = station.Run(options.plan);
     size_t steps = 0;
     size_t unmet = 0;
-    for (const UnitResult_T& unit : results.units)
-        for (const StepResult_T& step : unit.steps)
-        {
-            ++steps;
-            unmet += step.met ? 0 : 1;
-        }
+    results.CountSteps(steps, unmet);
     fprintf(stderr, "%zu units, %zu steps: %zu met, %zu not met (%.2f s, -j %d)\n", results.units.size(), steps,
             steps - unmet, unmet, results.seconds, options.jobs);
     // What was gathered before a stop is written all the same.
