@@ -89,20 +89,21 @@ TEST_F(OSSLinuxFileStreamTest, EndOfInputSucceedsTextThatIsNoNumberReadsAsZeroAn
         bool Result;
         int Error;
         std::vector<int> Expected;
-    } Cases[] = {{O_RDONLY, true, 0, {1, -2, 3, 9}}, {O_WRONLY, false, EBADF, {9, 9, 9, 9}}};
+    } Cases[] = {{O_RDONLY, true, 0, {10, -23, 3, 9}}, {O_WRONLY, false, EBADF, {9, 9, 9, 9}}};
     for (const auto& Case : Cases)
     {
-        auto pInts = Open("1 -2 3\n", Case.Flags);
+        auto pInts = Open("10 -23 3\n", Case.Flags);
         std::vector<int> Values(4, 9);
         EXPECT_EQ(Case.Result, pInts->ReadStream(Values.data(), 4));
         EXPECT_EQ(Case.Error, pInts->GetErrorCode());
         EXPECT_EQ(Case.Result, pInts->ReadStream(Values.data(), 1));  // single values fail alike
         EXPECT_EQ(Case.Expected, Values) << "flags " << Case.Flags;
     }
-    auto pShorts = Open("4 -5 6");
+    // Decimal, so more than one digit reads as written.
+    auto pShorts = Open("40 -51 6");
     short Shorts[2] = {};
     EXPECT_TRUE(pShorts->ReadStream(Shorts, 2) && pShorts->ReadStream(Shorts, 0));
-    EXPECT_TRUE(Shorts[0] == 4 && Shorts[1] == -5);
+    EXPECT_TRUE(Shorts[0] == 40 && Shorts[1] == -51);
 }
 
 TEST_F(OSSLinuxFileStreamTest, RewriteCutAtTheStreamPositionLeavesNoOldTail)
