@@ -2,6 +2,8 @@
 #include "OssTestSupport.h"
 
 #include <arpa/inet.h>
+#include <fcntl.h>
+#include <functional>
 #include <net/if.h>
 
 // These tests change the network set-up, so they run only inside a network
@@ -114,4 +116,31 @@ TEST(OSSLinuxNetworkDeathTest, SocketThatNeverOpenedEndsTheProgramWhenDestroyed)
         },
         "open error " + std::to_string(EAFNOSUPPORT) +
             "\n.*Utilities/OSSLinuxNetwork.cpp:[0-9]+: .*Assertion .m_Socket != -1. failed");
+}
+
+// Every operation on such a socket stops at its own check, before the
+// destructor's: the report names the operation.
+TEST(OSSLinuxNetworkDeathTest, EveryOperationOnASocketThatNeverOpenedEndsTheProgram)
+{
+    UINT8 Storage[4] = {};
+    Buffer_Bytes_T Buffer(Storage, sizeof Storage);
+    const int One = 1;
+    const std::pair<const char*, std::function<void(COSSLinuxNetwork&)>> Calls[] = {
+        {"SetSockOpt", [&](COSSLinuxNetwork& S) { S.SetSockOpt(SOL_SOCKET, SO_REUSEADDR, &One, sizeof One); }},
+        {"EnableTxMulticast", [](COSSLinuxNetwork& S) { S.EnableTxMulticast(); }},
+        {"Send", [&](COSSLinuxNetwork& S) { S.Send(&Buffer, "127.0.0.1", 9); }},
+        {"Bind", [](COSSLinuxNetwork& S) { S.Bind(9); }},
+        {"BindToAddress", [](COSSLinuxNetwork& S) { S.BindToAddress("127.0.0.1", 9); }},
+        {"Receive", [&](COSSLinuxNetwork& S) { S.Receive(&Buffer); }},
+        {"SetSocketFlags", [](COSSLinuxNetwork& S) { S.SetSocketFlags(O_NONBLOCK); }},
+        {"ClearSocketFlags", [](COSSLinuxNetwork& S) { S.ClearSocketFlags(O_NONBLOCK); }},
+    };
+    for (const auto& Call : Calls)
+        EXPECT_DEATH(
+            {
+                COSSLinuxNetwork Socket(-1, SOCK_DGRAM, 0, NETWORK_INTERFACE_LOOPBACK);
+                Call.second(Socket);
+            },
+            std::string("COSSLinuxNetwork::") + Call.first + ".*Assertion .m_Socket != -1. failed")
+            << Call.first;
 }
