@@ -78,10 +78,16 @@ QString CHtmlReport::StepPage(const StationResults_T& results, size_t unit, size
                        .arg(step.seconds, 0, 'f', 2);
     body += "<table>\n<tr><th>expectation</th><th>expected</th><th>measured</th><th>met</th></tr>\n";
     for (const ExpectationResult_T& expectation : step.expectations)
+    {
+        // A mean reads best to a few digits; the JSON file keeps every one.
+        const QVariant& measured = expectation.measured;
+        const QString shown = !measured.isValid()                   ? QString("-")
+                              : measured.type() == QVariant::Double ? QString::number(measured.toDouble(), 'g', 6)
+                                                                    : measured.toString();
         body += QString("<tr><td>%1</td><td>%2</td><td>%3</td><td class=\"%4\">%5</td></tr>\n")
-                    .arg(E(expectation.Label()), E(expectation.expected),
-                         expectation.measured.isValid() ? E(expectation.measured.toString()) : QString("-"),
-                         expectation.met ? "met" : "unmet", expectation.met ? "yes" : "no");
+                    .arg(E(expectation.Label()), E(expectation.expected), E(shown), expectation.met ? "met" : "unmet",
+                         expectation.met ? "yes" : "no");
+    }
     body += "</table>\n";
     const CSvgPlot plot;
     for (size_t b = 0; b < step.report.blocks.size(); ++b)
