@@ -1,9 +1,10 @@
 #include "HtmlReport.h"
 
+#include "SaveFile.h"
+
 #include "SvgPlot.h"
 
 #include <QDir>
-#include <QSaveFile>
 
 namespace
 {
@@ -25,16 +26,6 @@ QString Page(const QString& title, const QString& body)
         .arg(E(title), c_Style, body);
 }
 
-bool Save(const QString& path, const QString& text, QString& error)
-{
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(text.toUtf8()) < 0 || !file.commit())
-    {
-        error = QString("%1: %2").arg(path, file.errorString());
-        return false;
-    }
-    return true;
-}
 }
 
 QString CHtmlReport::Outcome(const StepResult_T& step)
@@ -115,7 +106,8 @@ bool CHtmlReport::Write(const QString& dir, const StationResults_T& results, QSt
     }
     for (size_t u = 0; u < results.units.size(); ++u)
         for (size_t s = 0; s < results.units[u].steps.size(); ++s)
-            if (!Save(QDir(dir).filePath(PageName(u, results.units[u].steps[s])), StepPage(results, u, s), error))
+            if (!SaveFile(QDir(dir).filePath(PageName(u, results.units[u].steps[s])), StepPage(results, u, s).toUtf8(),
+                          error))
                 return false;
-    return Save(QDir(dir).filePath("index.html"), Index(results), error);
+    return SaveFile(QDir(dir).filePath("index.html"), Index(results).toUtf8(), error);
 }

@@ -1,9 +1,10 @@
 #include "JsonWriter.h"
 
+#include "SaveFile.h"
+
 #include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
-#include <QSaveFile>
 
 namespace
 {
@@ -74,11 +75,5 @@ QByteArray CJsonWriter::Document(const StationResults_T& results) const
 
 bool CJsonWriter::Write(const QString& path, const StationResults_T& results, QString& error) const
 {
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(Document(results)) < 0 || !file.commit())
-    {
-        error = QString("%1: %2").arg(path, file.errorString());
-        return false;
-    }
-    return true;
+    return SaveFile(path, Document(results), error);
 }

@@ -1,6 +1,7 @@
 #include "JunitWriter.h"
 
-#include <QSaveFile>
+#include "SaveFile.h"
+
 #include <QXmlStreamWriter>
 
 namespace
@@ -100,11 +101,5 @@ QByteArray CJunitWriter::Document(const StationResults_T& results) const
 
 bool CJunitWriter::Write(const QString& path, const StationResults_T& results, QString& error) const
 {
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(Document(results)) < 0 || !file.commit())
-    {
-        error = QString("%1: %2").arg(path, file.errorString());
-        return false;
-    }
-    return true;
+    return SaveFile(path, Document(results), error);
 }
