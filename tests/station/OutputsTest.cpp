@@ -20,7 +20,8 @@ protected:
         s_Dir = new QTemporaryDir;
         QFile plan(s_Dir->filePath("plan.txt"));
         ASSERT_TRUE(plan.open(QIODevice::WriteOnly));
-        plan.write("step xk xkping 200kHPShort.txt 0 1\nexpect peak 240..255\nexpect peak-index 5..9 from 32\n"
+        plan.write("step xk xkping 200kHPShort.txt 0 1\nexpect peak 240..255\nexpect peak-index 5..9 from 32\nexpect "
+                   "mean 0..100\n"
                    "step volts batteryvoltage\nexpect reading 3012\n");
         plan.close();
         s_Run = RunStation({"run", plan.fileName(), "--unit", "ql4k", "--unit", "varrow", "--json", Path("r.json"),
@@ -106,7 +107,8 @@ TEST_F(Outputs, JunitHasASuitePerUnitAndAFailurePerUnmetExpectation)
         "  out 1\n case ql4k/volts\n  out 1\n"
         "suite varrow tests=2 failures=1\n case varrow/xk\n  failure verdict: expected passed or performed, "
         "measured failed\n  failure peak: expected 240..255, measured nothing measured\n"
-        "  failure peak-index from 32: expected 5..9, measured nothing measured\n  out 1\n"
+        "  failure peak-index from 32: expected 5..9, measured nothing measured\n"
+        "  failure mean: expected 0..100, measured nothing measured\n  out 1\n"
         " case varrow/volts\n  out 1\n");
 }
 
@@ -134,5 +136,14 @@ TEST_F(Outputs, HtmlReportIsAGridOfLinkedSelfContainedPages)
           ">peak-index from 32 5..9</text>", "<polyline class=\"samples\""})
         EXPECT_TRUE(plot.contains(part)) << part;
     EXPECT_EQ(plot.section("points=\"", 1).section('"', 0, 0).split(' ').size(), 1024);
+    // The page rounds a mean to six significant digits; the JSON keeps them all.
+    const QRegularExpressionMatch mean =
+        QRegularExpression("<td>mean</td><td>0..100</td><td>([0-9.]+)</td>").match(plot);
+    ASSERT_TRUE(mean.hasMatch());
+    EXPECT_EQ(mean.captured(1).toDouble(),
+              QString::number(
+                  ReadJson(Path("r.json"))["units"][0]["steps"][0]["expectations"][3]["measured"].toDouble(), 'g', 6)
+                  .toDouble());
+    EXPECT_LE(mean.captured(1).remove('.').size(), 6);
 }
 }
