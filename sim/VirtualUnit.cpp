@@ -151,6 +151,29 @@ bool CVirtualUnit::Build(const CUnitProfile& profile, std::string& error)
     return ok;
 }
 
+namespace
+{
+// A read-only folder takes no new file: a tmpfs shows its entries one by one
+// (bubblewrap reads the sources in the old root) and the extra files.
+void ShowWithFiles(const std::string& folder, const std::vector<std::pair<std::string, std::string>>& files,
+                   std::vector<std::string>& cmd)
+{
+    std::error_code ec;
+    cmd.insert(cmd.end(), {"--tmpfs", folder});
+    for (const fs::directory_entry& entry : fs::directory_iterator(folder, ec))
+    {
+        const std::string inside = folder + "/" + entry.path().filename().string();
+        if (entry.is_symlink(ec))
+            cmd.insert(cmd.end(), {"--symlink", fs::read_symlink(entry.path(), ec).string(), inside});
+        else
+            cmd.insert(cmd.end(), {"--ro-bind", entry.path().string(), inside});
+    }
+    for (const auto& file : files)
+        cmd.insert(cmd.end(), {"--ro-bind", file.first, folder + "/" + file.second});
+    cmd.insert(cmd.end(), {"--remount-ro", folder});
+}
+}
+
 std::vector<std::string> CVirtualUnit::SandboxCommand(const RunOptions_T& options) const
 {
     const fs::path root = fs::path(m_Folder) / "root";
@@ -214,7 +237,12 @@ std::vector<std::string> CVirtualUnit::SandboxCommand(const RunOptions_T& option
         cmd.insert(cmd.end(), {"--bind", dev, "/" + fs::relative(dev, root).string()});
 
     for (const std::string& path : options.readOnlyBinds)
-        cmd.insert(cmd.end(), {"--ro-bind", path, path});
+    {
+        if (path == options.workDir && !options.workDirFiles.empty())
+            ShowWithFiles(path, options.workDirFiles, cmd);
+        else
+            cmd.insert(cmd.end(), {"--ro-bind", path, path});
+    }
     for (const std::string& word : options.emulator)
         if (word[0] == '/')
             cmd.insert(cmd.end(), {"--ro-bind", word, word});

@@ -4,6 +4,7 @@
 #include "UnitProfile.h"
 
 #include <string>
+#include <utility>
 #include <vector>
 
 // A throw-away unit: a folder that mirrors the unit's own files, and a
@@ -17,6 +18,8 @@ public:
         std::vector<std::string> argv;           // argv[0] is also the program started
         std::string workDir = "/";               // inside the sandbox
         std::vector<std::string> readOnlyBinds;  // host paths shown at the same path
+        // Host files shown read-only in workDir (a read-only bind) under their names.
+        std::vector<std::pair<std::string, std::string>> workDirFiles;
         bool keepCapabilities = false;
         bool hostNetwork = false;  // otherwise a network namespace of its own
         // The device shim puts the unit's simulated FPGAs behind its device

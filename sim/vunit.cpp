@@ -42,6 +42,7 @@ const char* const c_Usage =
     "                       emulator, which gets the shim as '-E LD_PRELOAD=...'\n"
     "  --units DIR          the folder of the profiles\n"
     "  --ro PATH            show a host path read-only at the same path\n"
+    "  --beside PATH=NAME   show the host file PATH read-only beside the program as NAME\n"
     "  --caps               keep root's capabilities inside the unit\n"
     "  --net                share the host's network (by default the unit has none)\n"
     "  --fpga 'PATH MODEL [OPTION=VALUE...]'  a simulated FPGA behind PATH (replaces the profile's)\n"
@@ -163,6 +164,7 @@ struct Command_T
     CVirtualUnit::RunOptions_T options;
     std::vector<std::string> amendments;  // applied after the profile, in order
     std::vector<std::string> faults;
+    std::vector<std::string> beside;  // PATH=NAME
     bool useShim = true, describe = false;
     int next = 1;  // the first argument after the options
 };
@@ -214,6 +216,8 @@ int ParseOptions(int argc, char* argv[], Command_T& command)
             command.unitsDir = argv[++i];
         else if (option == "--ro")
             command.options.readOnlyBinds.push_back(Absolute(argv[++i]));
+        else if (option == "--beside")
+            command.beside.push_back(argv[++i]);
         else
         {
             fprintf(stderr, "vunit: unknown option %s\n%s", option.c_str(), c_Usage);
@@ -266,6 +270,37 @@ bool LoadProfile(const Command_T& command, const std::string& name, CUnitProfile
     return true;
 }
 
+// The --beside files in the program's folder; false after a message.
+bool PlaceBeside(Command_T& command)
+{
+    CVirtualUnit::RunOptions_T& options = command.options;
+    for (const std::string& value : command.beside)
+    {
+        // The name has no '=', the host path may.
+        const size_t eq = value.rfind('=');
+        const std::string path = eq == std::string::npos ? std::string() : Absolute(value.substr(0, eq));
+        const std::string name = eq == std::string::npos ? std::string() : value.substr(eq + 1);
+        std::error_code ec;
+        std::string why;
+        if (name.empty() || name == "." || name == ".." || name.find('/') != std::string::npos)
+            why = "it takes PATH=NAME, NAME a plain file name";
+        else if (!fs::is_regular_file(path, ec))
+            why = path + " is not a file";
+        else if (fs::symlink_status(fs::path(options.workDir) / name, ec).type() != fs::file_type::not_found)
+            why = name + " is already beside the program (it is not hidden)";
+        else if (std::any_of(options.workDirFiles.begin(), options.workDirFiles.end(),
+                             [&](const auto& placed) { return placed.second == name; }))
+            why = name + " is named twice";
+        if (!why.empty())
+        {
+            fprintf(stderr, "vunit: --beside '%s': %s\n", value.c_str(), why.c_str());
+            return false;
+        }
+        options.workDirFiles.emplace_back(path, name);
+    }
+    return true;
+}
+
 // What the sandbox starts; false after a message.
 bool ChooseProgram(int argc, char* argv[], Command_T& command, const CUnitProfile& profile)
 {
@@ -296,6 +331,13 @@ bool ChooseProgram(int argc, char* argv[], Command_T& command, const CUnitProfil
         options.workDir = binary.parent_path().string();
         options.argv.push_back("./" + binary.filename().string());
         started = command.sonarbench;
+        if (!PlaceBeside(command))
+            return false;
+    }
+    if (!command.beside.empty() && options.workDirFiles.empty())
+    {
+        fprintf(stderr, "vunit: --beside puts files beside sonarbench, not beside a --run program\n");
+        return false;
     }
     options.argv.insert(options.argv.end(), argv + i, argv + argc);
     if (command.useShim && !profile.Fpgas().empty())

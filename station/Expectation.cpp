@@ -7,7 +7,7 @@
 
 namespace
 {
-const QStringList c_RangeKeys = {"reading", "samples", "peak", "peak-index", "mean"};
+const QStringList c_RangeKeys = {"reading", "samples", "peak", "peak-index", "mean", "errors"};
 
 QString Number(double value)
 {
@@ -20,7 +20,7 @@ bool CExpectation::Parse(const QString& key, const QString& value, int from, CEx
     expectation = CExpectation();
     expectation.m_Key = key;
     expectation.m_From = from;
-    if (from > 0 && (key == "verdict" || key == "reading"))
+    if (from > 0 && (key == "verdict" || key == "reading" || key == "errors"))
     {
         error = QString("'from' applies to the sample expectations only, not to %1").arg(key);
         return false;
@@ -38,7 +38,8 @@ bool CExpectation::Parse(const QString& key, const QString& value, int from, CEx
     }
     if (!c_RangeKeys.contains(key))
     {
-        error = QString("unknown expectation '%1' (verdict, reading, samples, peak, peak-index or mean)").arg(key);
+        error =
+            QString("unknown expectation '%1' (verdict, reading, samples, peak, peak-index, mean or errors)").arg(key);
         return false;
     }
     const bool fraction = key == "reading" || key == "mean";
@@ -89,6 +90,9 @@ QVariant CExpectation::Measure(const StepReport_T& report) const
 {
     if (m_Key == "reading")
         return report.reading ? QVariant(*report.reading) : QVariant();
+    // A command may print ERROR lines and still pass: a read fault does.
+    if (m_Key == "errors")
+        return QVariant(static_cast<qlonglong>(report.errors.size()));
     // The sample expectations look at the step's first sample block.
     if (report.blocks.empty())
         return QVariant();

@@ -44,11 +44,26 @@ void CJunitWriter::Suite(QXmlStreamWriter& xml, const UnitResult_T& unit) const
         seconds += step.seconds;
     }
     xml.writeStartElement("testsuite");
+    const bool error = !unit.error.isEmpty();
     xml.writeAttribute("name", XmlText(unit.unit));
-    xml.writeAttribute("tests", QString::number(unit.steps.size()));
+    xml.writeAttribute("tests", QString::number(unit.steps.size() + (error ? 1 : 0)));
     xml.writeAttribute("failures", QString::number(failures));
-    xml.writeAttribute("errors", "0");
+    xml.writeAttribute("errors", error ? "1" : "0");
     xml.writeAttribute("time", Seconds(seconds));
+    if (error)
+    {
+        // The plan's files: a unit whose steps did not run still shows in a CI's list.
+        xml.writeStartElement("testcase");
+        xml.writeAttribute("classname", XmlText(unit.unit));
+        xml.writeAttribute("name", "send");
+        xml.writeAttribute("time", Seconds(0));
+        xml.writeStartElement("error");
+        xml.writeAttribute("type", "send");
+        xml.writeAttribute("message", XmlText(unit.error));
+        xml.writeCharacters(XmlText(unit.error));
+        xml.writeEndElement();
+        xml.writeEndElement();
+    }
     for (const StepResult_T& step : unit.steps)
     {
         xml.writeStartElement("testcase");
@@ -86,11 +101,14 @@ QByteArray CJunitWriter::Document(const StationResults_T& results) const
     size_t tests = 0;
     size_t failures = 0;
     results.CountSteps(tests, failures);
+    size_t errors = 0;
+    for (const UnitResult_T& unit : results.units)
+        errors += unit.error.isEmpty() ? 0 : 1;
     xml.writeStartElement("testsuites");
     xml.writeAttribute("name", XmlText(results.plan));
-    xml.writeAttribute("tests", QString::number(tests));
+    xml.writeAttribute("tests", QString::number(tests + errors));
     xml.writeAttribute("failures", QString::number(failures));
-    xml.writeAttribute("errors", "0");
+    xml.writeAttribute("errors", QString::number(errors));
     xml.writeAttribute("time", Seconds(results.seconds));
     for (const UnitResult_T& unit : results.units)
         Suite(xml, unit);

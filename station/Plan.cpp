@@ -1,7 +1,11 @@
 #include "Plan.h"
 
+#include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QRegularExpression>
+
+const char* const CPlan::c_Program = "sonarbench";
 
 bool CPlan::Load(const QString& path, QString& error)
 {
@@ -18,6 +22,8 @@ bool CPlan::Parse(const QByteArray& text, const QString& fileName, QString& erro
 {
     m_Steps.clear();
     m_HasTimeout.clear();
+    m_Files.clear();
+    m_Folder = QFileInfo(fileName).absolutePath();
     const QList<QByteArray> lines = text.split('\n');
     for (m_Line = 1; m_Line <= lines.size(); ++m_Line)
     {
@@ -55,7 +61,9 @@ bool CPlan::ParseLine(const QStringList& words, QString& error)
         return ParseExpect(words, error);
     if (words[0] == "timeout")
         return ParseTimeout(words, error);
-    error = QString("unknown statement '%1' (step, expect or timeout)").arg(words[0]);
+    if (words[0] == "send")
+        return ParseSend(words, error);
+    error = QString("unknown statement '%1' (step, expect, timeout or send)").arg(words[0]);
     return false;
 }
 
@@ -133,5 +141,57 @@ bool CPlan::ParseTimeout(const QStringList& words, QString& error)
     }
     m_HasTimeout.back() = true;
     m_Steps.back().timeoutSeconds = words[1].toDouble();
+    return true;
+}
+
+bool CPlan::ParseSend(const QStringList& words, QString& error)
+{
+    // Safe in a shell word and as an argument; never hidden, never an option.
+    static const QRegularExpression plain("^[A-Za-z0-9_][A-Za-z0-9_.-]{0,99}$");
+    if (!m_Steps.empty())
+    {
+        error = "a send after the first step: files are sent before a unit's first step";
+        return false;
+    }
+    if (words.size() != 2)
+    {
+        error = "a send is: send FILE";
+        return false;
+    }
+    PlanFile_T file;
+    file.path = QDir::cleanPath(QDir(m_Folder).absoluteFilePath(words[1]));
+    file.name = QFileInfo(file.path).fileName();
+    file.line = m_Line;
+    const QFileInfo info(file.path);
+    if (info.isDir())
+    {
+        error = QString("'%1' is a folder, not a file").arg(words[1]);
+        return false;
+    }
+    QFile readable(file.path);
+    if (!readable.open(QIODevice::ReadOnly))
+    {
+        error = QString("cannot read '%1': %2").arg(words[1], readable.errorString());
+        return false;
+    }
+    if (!plain.match(file.name).hasMatch())
+    {
+        error = QString("'%1' is not a plain file name: letters, digits, '_', '.' and '-', not first '.' or '-', "
+                        "up to 100")
+                    .arg(file.name);
+        return false;
+    }
+    if (file.name == c_Program)
+    {
+        error = QString("a file named '%1' would stand in for the program itself").arg(file.name);
+        return false;
+    }
+    for (const PlanFile_T& other : m_Files)
+        if (other.name == file.name)
+        {
+            error = QString("a file named '%1' is already sent on line %2").arg(file.name).arg(other.line);
+            return false;
+        }
+    m_Files.push_back(file);
     return true;
 }

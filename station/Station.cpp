@@ -1,6 +1,7 @@
 #include "Station.h"
 
 #include "ReportParser.h"
+#include "UnitFiles.h"
 
 #include <QElapsedTimer>
 
@@ -42,15 +43,25 @@ StationResults_T CStation::Run(const QString& planName)
 void CStation::RunUnit(const CUnitTarget& unit, UnitResult_T& result)
 {
     result.unit = unit.Name();
-    result.met = true;
+    CUnitFiles files(unit, m_Plan.Files(), m_Runner);
+    const bool sent = files.Put(result.error);
+    result.met = sent;
     for (const PlanStep_T& step : m_Plan.Steps())
     {
-        if (CStepRunner::StopRequested())
+        if (!sent || CStepRunner::StopRequested())
             break;
         result.steps.push_back(RunStep(unit, step));
         result.met = result.met && result.steps.back().met;
         Report(unit.Name(), result.steps.back());
     }
+    QString left;
+    if (!files.Remove(left))
+    {
+        result.met = false;
+        result.error += (result.error.isEmpty() ? "" : "; ") + left;
+    }
+    if (!result.error.isEmpty())
+        ReportUnit(unit.Name(), result.error);
 }
 
 StepResult_T CStation::RunStep(const CUnitTarget& unit, const PlanStep_T& step) const
@@ -58,7 +69,7 @@ StepResult_T CStation::RunStep(const CUnitTarget& unit, const PlanStep_T& step) 
     StepResult_T result;
     result.name = step.name;
     result.command = step.command;
-    const RunResult_T run = m_Runner.Run(unit.CommandLine(step.command), step.timeoutSeconds);
+    const RunResult_T run = m_Runner.Run(unit.CommandLine(step.command, m_Plan.Files()), step.timeoutSeconds);
     result.text = run.output;
     result.errors = run.errors;
     result.exitStatus = run.exitStatus;
@@ -81,5 +92,14 @@ void CStation::Report(const QString& unit, const StepResult_T& step)
     std::lock_guard<std::mutex> lock(m_ProgressLock);
     fprintf(m_Progress, "%s %s: %s, %s (%.2f s)\n", qPrintable(unit), qPrintable(step.name), qPrintable(step.verdict),
             step.met ? "met" : "NOT MET", step.seconds);
+    fflush(m_Progress);
+}
+
+void CStation::ReportUnit(const QString& unit, const QString& error)
+{
+    if (!m_Progress)
+        return;
+    std::lock_guard<std::mutex> lock(m_ProgressLock);
+    fprintf(m_Progress, "%s: %s\n", qPrintable(unit), qPrintable(error));
     fflush(m_Progress);
 }

@@ -20,6 +20,7 @@ private:
     void RunUnit(const CUnitTarget& unit, UnitResult_T& result);
     StepResult_T RunStep(const CUnitTarget& unit, const PlanStep_T& step) const;
     void Report(const QString& unit, const StepResult_T& step);
+    void ReportUnit(const QString& unit, const QString& error);
 
     const CPlan& m_Plan;
     const std::vector<CUnitTarget>& m_Units;

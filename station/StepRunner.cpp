@@ -46,8 +46,9 @@ bool HasExited(pid_t pid)
 
 // The child leads a process group of its own, so that stopping it reaches
 // everything it started and nothing of the station's.
-bool Spawn(const QStringList& commandLine, int out, int err, pid_t& pid)
+bool Spawn(const QStringList& commandLine, const QString& input, int out, int err, pid_t& pid)
 {
+    const QByteArray inputPath = input.isEmpty() ? QByteArray("/dev/null") : input.toLocal8Bit();
     std::vector<QByteArray> words;
     for (const QString& word : commandLine)
         words.push_back(word.toLocal8Bit());
@@ -58,7 +59,7 @@ bool Spawn(const QStringList& commandLine, int out, int err, pid_t& pid)
 
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
+    posix_spawn_file_actions_addopen(&actions, 0, inputPath.constData(), O_RDONLY, 0);
     posix_spawn_file_actions_adddup2(&actions, out, 1);
     posix_spawn_file_actions_adddup2(&actions, err, 2);
     posix_spawnattr_t attributes;
@@ -92,10 +93,12 @@ int CStepRunner::StopRequested()
     return s_StopSignal;
 }
 
-RunResult_T CStepRunner::Run(const QStringList& commandLine, double timeoutSeconds) const
+RunResult_T CStepRunner::Run(const QStringList& commandLine, double timeoutSeconds, const QString& input,
+                             Kind_T kind) const
 {
     RunResult_T result;
-    if (s_StopSignal)
+    const bool stoppable = kind == STEP;
+    if (s_StopSignal && stoppable)
         return result;
     QElapsedTimer timer;
     timer.start();
@@ -110,7 +113,7 @@ RunResult_T CStepRunner::Run(const QStringList& commandLine, double timeoutSecon
         return result;
     }
     pid_t pid = 0;
-    const bool started = Spawn(commandLine, out[1], err[1], pid);
+    const bool started = Spawn(commandLine, input, out[1], err[1], pid);
     const int spawnError = errno;
     close(out[1]);
     close(err[1]);
@@ -139,10 +142,10 @@ RunResult_T CStepRunner::Run(const QStringList& commandLine, double timeoutSecon
         }
         if (exitedAt >= 0 && now - exitedAt > c_DrainMilliseconds)
             break;
-        if (exitedAt < 0 && stoppedAt < 0 && (now > limit || s_StopSignal))
+        if (exitedAt < 0 && stoppedAt < 0 && (now > limit || (s_StopSignal && stoppable)))
         {
             // The command gets the chance to stop its unit and remove it.
-            result.timedOut = !s_StopSignal;
+            result.timedOut = !(s_StopSignal && stoppable);
             kill(pid, SIGTERM);
             stoppedAt = now;
         }

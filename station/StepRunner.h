@@ -18,7 +18,15 @@ class CStepRunner
 public:
     // The grace period a stopped command gets to clean up before it is killed.
     explicit CStepRunner(double graceSeconds = 5) : m_GraceSeconds(graceSeconds) {}
-    RunResult_T Run(const QStringList& commandLine, double timeoutSeconds) const;
+    // A clean-up runs, with its time limit, even after a stop was asked for.
+    enum Kind_T
+    {
+        STEP,
+        CLEANUP
+    };
+    // input: a file for the command's standard input instead of /dev/null.
+    RunResult_T Run(const QStringList& commandLine, double timeoutSeconds, const QString& input = QString(),
+                    Kind_T kind = STEP) const;
 
     // From a signal handler: every running command is stopped as on a time-out
     // (its unit cleaned up), and no new one starts.

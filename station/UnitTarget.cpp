@@ -4,6 +4,8 @@
 
 #include <cstdlib>
 
+const char* const CUnitTarget::c_ProgramFolder = "/corvane/Test";
+
 CUnitTarget CUnitTarget::Virtual(const QString& profile, const QString& vunit)
 {
     CUnitTarget unit;
@@ -40,14 +42,23 @@ QString CUnitTarget::ShellQuoted(const QString& word)
     return "'" + quoted + "'";
 }
 
-QStringList CUnitTarget::CommandLine(const QStringList& command) const
+QStringList CUnitTarget::CommandLine(const QStringList& command, const std::vector<PlanFile_T>& files) const
 {
-    if (m_Host.isEmpty())
-        return QStringList{m_Vunit, m_Profile} + command;
-
-    QString remote = "cd /corvane/Test && ./sonarbench";
+    if (IsVirtual())
+    {
+        QStringList line{m_Vunit};
+        for (const PlanFile_T& file : files)
+            line << "--beside" << file.path + "=" + file.name;
+        return line << m_Profile << command;
+    }
+    QString script = QString("./%1").arg(CPlan::c_Program);
     for (const QString& word : command)
-        remote += " " + ShellQuoted(word);
+        script += " " + ShellQuoted(word);
+    return RemoteShell(script);
+}
+
+QStringList CUnitTarget::RemoteShell(const QString& script) const
+{
     QStringList line{"ssh", "-o", "BatchMode=yes"};
     // A station whose units need their own client settings names a config file.
     const char* config = getenv("SONARSTATION_SSH_CONFIG");
@@ -55,5 +66,5 @@ QStringList CUnitTarget::CommandLine(const QStringList& command) const
         line << "-F" << QString::fromLocal8Bit(config);
     if (!m_Port.isEmpty())
         line << "-p" << m_Port;
-    return line << m_Host << remote;
+    return line << m_Host << QString("cd %1 && %2").arg(c_ProgramFolder, script);
 }

@@ -1,6 +1,8 @@
 // Where a plan's steps run: a fresh virtual unit per step, or a real unit over ssh.
 #pragma once
 
+#include "Plan.h"
+
 #include <QString>
 #include <QStringList>
 
@@ -12,8 +14,15 @@ public:
     static bool Ssh(const QString& target, CUnitTarget& unit, QString& error);
 
     const QString& Name() const { return m_Name; }
-    // The program and arguments that run "./sonarbench COMMAND..." on the unit.
-    QStringList CommandLine(const QStringList& command) const;
+    bool IsVirtual() const { return m_Host.isEmpty(); }
+    // The program and arguments that run "./sonarbench COMMAND..." on the unit;
+    // a virtual unit shows the plan's files beside the program (an ssh unit gets copies).
+    QStringList CommandLine(const QStringList& command, const std::vector<PlanFile_T>& files = {}) const;
+    // ssh units: the program and arguments that run a shell script in the program's folder.
+    QStringList RemoteShell(const QString& script) const;
+
+    // Where the program lies on a real unit.
+    static const char* const c_ProgramFolder;
 
     static QString ShellQuoted(const QString& word);
 

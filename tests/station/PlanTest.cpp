@@ -3,6 +3,10 @@
 #include "ReportParser.h"
 #include "UnitTarget.h"
 
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
+
 #include <gtest/gtest.h>
 
 namespace
@@ -21,10 +25,10 @@ TEST(Plan, RefusesEveryMalformedLineNamingFileAndLine)
         {"# c\n\nstep a\n", "p.txt:3: a step needs a name and a command: step NAME COMMAND [ARGUMENTS...]"},
         {"step a/b ping\n", "p.txt:1: step name 'a/b' may hold only letters, digits, '_', '.' and '-'"},
         {"step a sensepin\nstep a speed 1\n", "p.txt:2: step name 'a' is already used on line 1"},
-        {"step a sensepin\nrun a\n", "p.txt:2: unknown statement 'run' (step, expect or timeout)"},
+        {"step a sensepin\nrun a\n", "p.txt:2: unknown statement 'run' (step, expect, timeout or send)"},
         {"step a sensepin\nexpect verdict ok\n", "p.txt:2: verdict must be passed, failed, performed or any, not 'ok'"},
         {"step a sensepin\nexpect colour red\n",
-         "p.txt:2: unknown expectation 'colour' (verdict, reading, samples, peak, peak-index or mean)"},
+         "p.txt:2: unknown expectation 'colour' (verdict, reading, samples, peak, peak-index, mean or errors)"},
         {"step a sensepin\nexpect peak 1.5..3\n", "p.txt:2: peak takes MIN..MAX or one whole number, not '1.5..3'"},
         {"step a sensepin\nexpect mean 2..x\n", "p.txt:2: mean takes MIN..MAX or one decimal number, not '2..x'"},
         {"step a sensepin\nexpect samples 9..3\n",
@@ -32,6 +36,9 @@ TEST(Plan, RefusesEveryMalformedLineNamingFileAndLine)
         {"step a sensepin\nexpect peak\n", "p.txt:2: an expectation is: expect KEY VALUE [from INDEX]"},
         {"step a sensepin\nexpect reading 1 from 3\n",
          "p.txt:2: 'from' applies to the sample expectations only, not to reading"},
+        {"step a sensepin\nexpect errors 0 from 1\n",
+         "p.txt:2: 'from' applies to the sample expectations only, not to errors"},
+        {"step a sensepin\nexpect errors 0.5\n", "p.txt:2: errors takes MIN..MAX or one whole number, not '0.5'"},
         {"step a sensepin\nexpect peak 1\nexpect peak 2\n", "p.txt:3: step 'a' already has this peak expectation"},
         {"step a sensepin\ntimeout 0\n", "p.txt:2: a timeout is: timeout SECONDS (a number above 0)"},
         {"step a sensepin\ntimeout 1\ntimeout 2\n", "p.txt:3: step 'a' already has a timeout"},
@@ -43,6 +50,63 @@ TEST(Plan, RefusesEveryMalformedLineNamingFileAndLine)
         QString error;
         EXPECT_FALSE(plan.Parse(c.plan, "p.txt", error)) << c.plan;
         EXPECT_EQ(error.toStdString(), c.message);
+    }
+}
+
+// A sent file is checked when the plan is read: it must be there, and be a
+// plain name that takes no other file's place beside the program.
+TEST(Plan, SendsFilesOfThePlansOwnAndRefusesBadOnes)
+{
+    QTemporaryDir dir;
+    ASSERT_TRUE(QDir(dir.path()).mkpath("tables/sub.txt"));
+    for (const char* name : {"tables/mine.txt", "tables/sonarbench", "tables/.hidden", "tables/x;y", "-x"})
+    {
+        QFile file(dir.filePath(name));
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly)) << name;
+    }
+    const QString plan = dir.filePath("p.txt");
+    const QString step = "step a xkping mine.txt 0 1\n";
+    const Refused_T cases[] = {
+        {"send tables/gone.txt\n", ":1: cannot read 'tables/gone.txt': No such file or directory"},
+        {"send tables/sub.txt\n", ":1: 'tables/sub.txt' is a folder, not a file"},
+        {"# tables\n\nsend tables/mine.txt\nsend tables/../tables/mine.txt\n",
+         ":4: a file named 'mine.txt' is already sent on line 3"},
+        {"send tables/sonarbench\n", ":1: a file named 'sonarbench' would stand in for the program itself"},
+        {"send tables/.hidden\n", ":1: '.hidden' is not a plain file name: letters, digits, '_', '.' and '-', "
+                                  "not first '.' or '-', up to 100"},
+        {"send tables/x;y\n", ":1: 'x;y' is not a plain file name: letters, digits, '_', '.' and '-', "
+                              "not first '.' or '-', up to 100"},
+        {"send -x\n", ":1: '-x' is not a plain file name: letters, digits, '_', '.' and '-', not first '.' or '-', "
+                      "up to 100"},
+        {"send tables/mine.txt extra\n", ":1: a send is: send FILE"},
+        {"step a sensepin\nsend tables/mine.txt\n",
+         ":2: a send after the first step: files are sent before a unit's first step"},
+    };
+    for (const Refused_T& c : cases)
+    {
+        CPlan refused;
+        QString error;
+        EXPECT_FALSE(refused.Parse(QByteArray(c.plan) + step.toUtf8(), plan, error)) << c.plan;
+        EXPECT_EQ(error.toStdString(), (plan + c.message).toStdString());
+    }
+
+    // Relative to the plan's folder, or absolute; the name is the file's own.
+    for (const QString& place : {QString("./tables//mine.txt"), dir.filePath("tables/mine.txt")})
+    {
+        CPlan sent;
+        QString error;
+        const QString planFile = place.startsWith('/') ? QString("/elsewhere/p.txt") : plan;
+        ASSERT_TRUE(sent.Parse(("send " + place + "\n" + step).toUtf8(), planFile, error)) << error.toStdString();
+        ASSERT_EQ(sent.Files().size(), 1u);
+        EXPECT_EQ(sent.Files()[0].path, dir.filePath("tables/mine.txt"));
+        EXPECT_EQ(sent.Files()[0].name.toStdString(), "mine.txt");
+        EXPECT_EQ(sent.Files()[0].line, 1);
+        EXPECT_EQ(
+            CUnitTarget::Virtual("ql4k", "/b/vunit")
+                .CommandLine({"xkping", "mine.txt"}, sent.Files())
+                .join('|')
+                .toStdString(),
+            ("/b/vunit|--beside|" + dir.filePath("tables/mine.txt") + "=mine.txt|ql4k|xkping|mine.txt").toStdString());
     }
 }
 
@@ -83,6 +147,14 @@ TEST(Plan, ExpectationsJudgeTheFirstBlockAndTheVerdict)
               "verdict any timeout unmet\npeak from 9 1 - unmet\n");
     EXPECT_EQ(Judge("step f x\nexpect verdict failed\n", "Test Result: Test Passed.\n"),
               "verdict failed passed unmet\n");
+    // ERROR lines and a pass: only lines that begin with "ERROR: " count.
+    const QByteArray errors = "ERROR: Get ping failed.\r\n ERROR: indented\nERROR:no blank\nERROR: again\n"
+                              "Test Result: Test Passed.\n";
+    EXPECT_EQ(Judge("step e x\nexpect errors 0\nstep f x\nexpect errors 1..2\n", errors),
+              "verdict passed or performed passed met\nerrors 0 2 unmet\n"
+              "verdict passed or performed passed met\nerrors 1..2 2 met\n");
+    EXPECT_EQ(Judge("step t speed 0\nexpect errors 0\n", "", "timeout"),
+              "verdict passed or performed timeout unmet\nerrors 0 0 met\n");
 }
 
 TEST(UnitTarget, CommandLinesOfVirtualAndSshUnits)

@@ -1,7 +1,9 @@
 // A plan over ssh: a real OpenSSH server on 127.0.0.1, key-only login, whose
-// forced command runs the requested sonarbench command in a virtual unit.
+// forced command runs what the station sent in a folder that stands in for
+// /corvane/Test, with a sonarbench there that runs a virtual unit.
 #include "StationProcess.h"
 
+#include <QDir>
 #include <QFile>
 #include <QJsonArray>
 #include <QProcess>
@@ -10,6 +12,7 @@
 #include <QThread>
 
 #include <arpa/inet.h>
+#include <csignal>
 #include <netinet/in.h>
 #include <pwd.h>
 #include <sys/socket.h>
@@ -58,25 +61,69 @@ QByteArray Read(const QString& path)
     return file.readAll();
 }
 
-TEST(Ssh, APlanRunsOnAUnitReachedOverSsh)
+const QFile::Permissions c_Private = QFile::ReadOwner | QFile::WriteOwner;
+
+class Ssh : public testing::Test
+{
+protected:
+    void SetUp() override;
+    void TearDown() override
+    {
+        m_Sshd.terminate();
+        m_Sshd.waitForFinished();
+    }
+    // sonarstation run PLAN on the unit, whose sonarbench runs a virtual PROFILE.
+    StationRun_T Station(const QString& profile, const QString& plan, const QStringList& more = {})
+    {
+        Write(d + "/profile", profile.toUtf8(), c_Private);
+        return RunStation(QStringList{"run", plan, "--ssh", m_Target, "--json", d + "/r.json"} + more, m_Environment);
+    }
+    QStringList UnitFiles() const { return QDir(d + "/unit").entryList(QDir::Files | QDir::Hidden); }
+    // A plan that sends a table of its own: 512 samples instead of 200kHPShort.txt's 1024.
+    QString OwnPlan(const char* steps)
+    {
+        QByteArray table = Read(QString(SIM_TABLES) + "/200kHPShort.txt");
+        EXPECT_TRUE(table.contains("SetNumberOfSamplesToReceive( 1024);"));
+        table.replace("SetNumberOfSamplesToReceive( 1024);", "SetNumberOfSamplesToReceive( 512);");
+        QDir(d).mkpath("own/tables");
+        Write(d + "/own/tables/shallow.txt", table, c_Private);
+        Write(d + "/own/plan.txt", QByteArray("send tables/shallow.txt\n") + steps, c_Private);
+        return d + "/own/plan.txt";
+    }
+
+    QTemporaryDir m_Dir;
+    const QString d = m_Dir.path();
+    QProcess m_Sshd;
+    QProcessEnvironment m_Environment = QProcessEnvironment::systemEnvironment();
+    QString m_Target;
+};
+
+void Ssh::SetUp()
 {
     if (!QFile::exists(c_Sshd) || QStandardPaths::findExecutable("ssh").isEmpty())
         GTEST_SKIP() << "OpenSSH not installed (" << c_Sshd << " and ssh; Debian openssh-server, openssh-client): "
                      << "the ssh round trip is NOT tested";
-    QTemporaryDir dir;
-    const QString d = dir.path();
     ASSERT_TRUE(KeyGen(d + "/host") && KeyGen(d + "/client"));
     const QFile::Permissions script = QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner | QFile::ReadGroup |
                                       QFile::ExeGroup | QFile::ReadOther | QFile::ExeOther;
-    // The unit's side: what the station sent is "cd /corvane/Test && ./sonarbench ARGS", quoted for a shell.
+    // The unit's side: its shell runs what the station sent ("cd /corvane/Test && ...") in d/unit,
+    // whose sonarbench runs a virtual unit (the profile in d/profile) with the files beside it.
+    ASSERT_TRUE(QDir(d).mkpath("unit"));
     ASSERT_TRUE(Write(d + "/unit.sh",
-                      QByteArray("#!/bin/sh\ncase \"$SSH_ORIGINAL_COMMAND\" in\n"
-                                 "'cd /corvane/Test && ./sonarbench'*) ;;\n*) echo refused >&2; exit 1 ;;\nesac\n"
-                                 "eval \"set -- ${SSH_ORIGINAL_COMMAND#cd /corvane/Test && ./sonarbench}\"\n"
-                                 "exec ") +
-                          VUNIT_BINARY + " varrow \"$@\"\n",
+                      QString("#!/bin/sh\ncase \"$SSH_ORIGINAL_COMMAND\" in\n'cd /corvane/Test && '*) ;;\n"
+                              "*) echo refused >&2; exit 1 ;;\nesac\n"
+                              "cd %1/unit && eval \"${SSH_ORIGINAL_COMMAND#cd /corvane/Test && }\"\n")
+                          .arg(d)
+                          .toUtf8(),
                       script));
-    ASSERT_TRUE(Write(d + "/authorized_keys", Read(d + "/client.pub"), QFile::ReadOwner | QFile::WriteOwner));
+    ASSERT_TRUE(Write(d + "/unit/sonarbench",
+                      QString("#!/bin/sh\nbeside=\nfor f in *; do\n"
+                              "  [ \"$f\" = sonarbench ] || beside=\"$beside --beside $PWD/$f=$f\"\ndone\n"
+                              "exec %1 $beside $(cat %2/profile) \"$@\"\n")
+                          .arg(VUNIT_BINARY, d)
+                          .toUtf8(),
+                      script));
+    ASSERT_TRUE(Write(d + "/authorized_keys", Read(d + "/client.pub"), c_Private));
     const int port = ConnectOrBind(0, true);
     ASSERT_GT(port, 0);
     const QByteArray config = QString("Port %1\nListenAddress 127.0.0.1\nHostKey %2/host\nPidFile %2/sshd.pid\n"
@@ -86,39 +133,34 @@ TEST(Ssh, APlanRunsOnAUnitReachedOverSsh)
                                   .arg(port)
                                   .arg(d)
                                   .toUtf8();
-    ASSERT_TRUE(Write(d + "/sshd_config", config, QFile::ReadOwner | QFile::WriteOwner));
+    ASSERT_TRUE(Write(d + "/sshd_config", config, c_Private));
     if (geteuid() == 0)
         QProcess::execute("mkdir", {"-p", "-m", "0755", "/run/sshd"});  // its privilege separation folder
-    QProcess sshd;
-    sshd.setProcessChannelMode(QProcess::MergedChannels);
-    sshd.start(c_Sshd, {"-D", "-e", "-f", d + "/sshd_config"});
-    ASSERT_TRUE(sshd.waitForStarted());
-    for (int i = 0; i < 100 && ConnectOrBind(port, false) != 0 && sshd.state() == QProcess::Running; ++i)
+    m_Sshd.setProcessChannelMode(QProcess::MergedChannels);
+    m_Sshd.start(c_Sshd, {"-D", "-e", "-f", d + "/sshd_config"});
+    ASSERT_TRUE(m_Sshd.waitForStarted());
+    for (int i = 0; i < 100 && ConnectOrBind(port, false) != 0 && m_Sshd.state() == QProcess::Running; ++i)
         QThread::msleep(50);
 
     const QByteArray known = "[127.0.0.1]:" + QByteArray::number(port) + " " + Read(d + "/host.pub");
-    ASSERT_TRUE(Write(d + "/known_hosts", known, QFile::ReadOwner | QFile::WriteOwner));
+    ASSERT_TRUE(Write(d + "/known_hosts", known, c_Private));
     ASSERT_TRUE(
         Write(d + "/ssh_config",
               QString("Host *\n  IdentityFile %1/client\n  IdentitiesOnly yes\n  UserKnownHostsFile %1/known_hosts\n"
                       "  StrictHostKeyChecking yes\n  LogLevel ERROR\n")
                   .arg(d)
                   .toUtf8(),
-              QFile::ReadOwner | QFile::WriteOwner));
-    QFile plan(d + "/plan.txt");
-    ASSERT_TRUE(plan.open(QIODevice::WriteOnly));
-    plan.write(Read(PlanFile("uart.txt")) + "\nstep quoted sensepin it's a;b\n");
-    plan.close();
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert("SONARSTATION_SSH_CONFIG", d + "/ssh_config");
-    const QString user = QString::fromLocal8Bit(getpwuid(geteuid())->pw_name);
-    const StationRun_T run = RunStation(
-        {"run", plan.fileName(), "--ssh", QString("%1@127.0.0.1:%2").arg(user).arg(port), "--json", d + "/r.json"},
-        environment);
-    sshd.terminate();
-    sshd.waitForFinished();
+              c_Private));
+    m_Environment.insert("SONARSTATION_SSH_CONFIG", d + "/ssh_config");
+    m_Target = QString("%1@127.0.0.1:%2").arg(QString::fromLocal8Bit(getpwuid(geteuid())->pw_name)).arg(port);
+}
 
-    EXPECT_EQ(run.exitCode, 0) << run.errors.toStdString() << sshd.readAll().toStdString();
+TEST_F(Ssh, APlanRunsOnAUnitReachedOverSsh)
+{
+    // A family plan, and arguments that need quoting on the unit's shell.
+    ASSERT_TRUE(Write(d + "/plan.txt", Read(PlanFile("uart.txt")) + "\nstep quoted sensepin it's a;b\n", c_Private));
+    const StationRun_T run = Station("varrow", d + "/plan.txt");
+    EXPECT_EQ(run.exitCode, 0) << run.errors.toStdString() << m_Sshd.readAll().toStdString();
     const QJsonObject unit = ReadJson(d + "/r.json")["units"][0].toObject();
     EXPECT_EQ(unit["unit"].toString(), "ssh:127.0.0.1");
     EXPECT_TRUE(unit["met"].toBool());
@@ -127,5 +169,57 @@ TEST(Ssh, APlanRunsOnAUnitReachedOverSsh)
     EXPECT_TRUE(steps[2]["report"].toString().contains("\n./sonarbench ping 200000 210000 10 45 0 high \n"));
     EXPECT_EQ(steps[2]["samples"][0].toArray().size(), 993);
     EXPECT_TRUE(steps[4]["report"].toString().contains("\n./sonarbench sensepin it's a;b \n"));
+    EXPECT_EQ(UnitFiles(), QStringList{"sonarbench"});
+}
+
+// The plan's own table is copied beside the program for the unit's steps, and
+// removed after them: after a step over its time, and after a stop by a signal.
+TEST_F(Ssh, ThePlansFilesAreOnTheUnitForItsStepsOnly)
+{
+    const QString plan = OwnPlan("step own xkping shallow.txt 0 1\nexpect samples 512\n"
+                                 "expect peak-index 59..63 from 32\nstep slow speed 2\ntimeout 0.5\n");
+    const StationRun_T run = Station("ql4k", plan);
+    EXPECT_EQ(run.exitCode, 1) << run.errors.toStdString();
+    const QJsonObject unit = ReadJson(d + "/r.json")["units"][0].toObject();
+    const QJsonArray steps = unit["steps"].toArray();
+    ASSERT_EQ(steps.size(), 2);
+    EXPECT_TRUE(steps[0]["met"].toBool()) << steps[0]["report"].toString().toStdString();
+    EXPECT_EQ(steps[0]["samples"][0].toArray().size(), 512);
+    EXPECT_EQ(steps[1]["verdict"].toString(), "timeout");
+    EXPECT_FALSE(unit.contains("error"));
+    EXPECT_EQ(UnitFiles(), QStringList{"sonarbench"});
+
+    QProcess stopped;
+    stopped.setProcessEnvironment(m_Environment);
+    stopped.start(SONARSTATION_BINARY, {"run", plan, "--ssh", m_Target});
+    ASSERT_TRUE(stopped.waitForStarted());
+    for (int i = 0; i < 400 && !QFile::exists(d + "/unit/shallow.txt"); ++i)
+        QThread::msleep(25);
+    EXPECT_TRUE(QFile::exists(d + "/unit/shallow.txt"));
+    QThread::msleep(1500);
+    kill(static_cast<pid_t>(stopped.processId()), SIGTERM);
+    ASSERT_TRUE(stopped.waitForFinished(20000));
+    EXPECT_EQ(stopped.exitCode(), 128 + SIGTERM) << stopped.readAllStandardError().toStdString();
+    EXPECT_EQ(UnitFiles(), QStringList{"sonarbench"});
+}
+
+TEST_F(Ssh, AFileAlreadyOnTheUnitIsKeptAndItsStepsDoNotRun)
+{
+    const QString plan = OwnPlan("step own xkping shallow.txt 0 1\n");
+    ASSERT_TRUE(Write(d + "/unit/shallow.txt", "the unit's own\n", c_Private));
+    const StationRun_T run = Station("ql4k", plan, {"--junit", d + "/r.xml"});
+    EXPECT_EQ(run.exitCode, 1);
+    const QString why = "'shallow.txt' is already in /corvane/Test on the unit: the station does not replace a "
+                        "unit's own file, so the unit's steps were not run";
+    EXPECT_TRUE(run.errors.contains("ssh:127.0.0.1: " + why + "\n")) << run.errors.toStdString();
+    const QJsonObject unit = ReadJson(d + "/r.json")["units"][0].toObject();
+    EXPECT_EQ(unit["error"].toString(), why);
+    EXPECT_EQ(unit["steps"].toArray().size(), 0);
+    EXPECT_FALSE(unit["met"].toBool());
+    EXPECT_EQ(Read(d + "/unit/shallow.txt"), "the unit's own\n");
+    EXPECT_EQ(UnitFiles(), (QStringList{"shallow.txt", "sonarbench"}));
+    const QString junit = Read(d + "/r.xml");
+    EXPECT_TRUE(junit.contains("<testsuite name=\"ssh:127.0.0.1\" tests=\"1\" failures=\"0\" errors=\"1\""));
+    EXPECT_TRUE(junit.contains("<testcase classname=\"ssh:127.0.0.1\" name=\"send\" time=\"0.000\">"));
 }
 }

@@ -70,6 +70,68 @@ TEST(StationRun, TheBottomEchoLiesWhereTheUnitPutsIt)
     EXPECT_EQ(step["samples"][0].toArray().size(), 1024);
 }
 
+// A table of the plan's own lies beside the program with the build's tables:
+// 512 samples put the bottom echo at 12 m of 100 at sample 61.
+TEST(StationRun, APlanSendsATableOfItsOwnToAVirtualUnit)
+{
+    QTemporaryDir dir;
+    QTemporaryDir tmp;
+    QFile stock(QString(SIM_TABLES) + "/200kHPShort.txt");
+    ASSERT_TRUE(stock.open(QIODevice::ReadOnly));
+    QByteArray table = stock.readAll();
+    ASSERT_TRUE(table.contains("SetNumberOfSamplesToReceive( 1024);"));
+    table.replace("SetNumberOfSamplesToReceive( 1024);", "SetNumberOfSamplesToReceive( 512);");
+    ASSERT_TRUE(QDir(dir.path()).mkpath("tables"));
+    QFile own(dir.filePath("tables/shallow.txt"));
+    ASSERT_TRUE(own.open(QIODevice::WriteOnly) && own.write(table) == table.size());
+    own.close();
+    const QString plan = WritePlan(dir, "send tables/shallow.txt\nstep own xkping shallow.txt 0 1\n"
+                                        "expect errors 0\nexpect peak-index 0..1000 from 32\n"
+                                        "step stock xkping 200kHPShort.txt 0 1\nexpect samples 1024\n");
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert("TMPDIR", tmp.path());
+    const StationRun_T run = RunStation({"run", plan, "--unit", "ql4k", "--json", dir.filePath("r.json")}, environment);
+    EXPECT_EQ(run.exitCode, 0) << run.errors.toStdString();
+    const QJsonArray steps = ReadJson(dir.filePath("r.json"))["units"][0]["steps"].toArray();
+    ASSERT_EQ(steps.size(), 2);
+    EXPECT_EQ(steps[0]["samples"][0].toArray().size(), 512);
+    EXPECT_EQ(steps[0]["expectations"][1].toObject(),
+              (QJsonObject{{"key", "errors"}, {"expected", "0"}, {"measured", 0}, {"met", true}}));
+    EXPECT_EQ(steps[0]["expectations"][2]["measured"].toInt(), 512 * 12 / 100);
+    EXPECT_TRUE(steps[1]["met"].toBool());
+    ExpectNothingLeftOf(tmp.path());
+
+    // A name the build's folder already has is not hidden: vunit refuses every step.
+    QFile::copy(own.fileName(), dir.filePath("tables/50kLF.txt"));
+    const QString shadow = WritePlan(dir, "send tables/50kLF.txt\nstep own xkping 50kLF.txt 0 1\n");
+    EXPECT_EQ(RunStation({"run", shadow, "--unit", "ql4k", "--json", dir.filePath("r.json")}).exitCode, 1);
+    const QJsonObject refused = ReadJson(dir.filePath("r.json"))["units"][0]["steps"][0].toObject();
+    EXPECT_EQ(refused["verdict"].toString(), "none");
+    EXPECT_TRUE(refused["stderr"].toString().endsWith(
+        "=50kLF.txt': 50kLF.txt is already beside the program (it is not hidden)\n"))
+        << refused["stderr"].toString().toStdString();
+}
+
+// A ping read that comes back short prints an ERROR line and still passes.
+TEST(StationRun, ExpectErrorsCatchesAPassWithErrorLines)
+{
+    QTemporaryDir dir;
+    QFile faulty(dir.filePath("vunit"));
+    ASSERT_TRUE(faulty.open(QIODevice::WriteOnly));
+    faulty.write(QByteArray("#!/bin/sh\nexec ") + VUNIT_BINARY + " --fault short-ping \"$@\"\n");
+    faulty.close();
+    faulty.setPermissions(QFile::ReadOwner | QFile::ExeOwner);
+    const QString plan = WritePlan(dir, "step xk xkping 200kHPShort.txt 0 1\nexpect errors 0\n");
+    const StationRun_T run =
+        RunStation({"run", plan, "--unit", "ql4k", "--vunit", faulty.fileName(), "--json", dir.filePath("r.json")});
+    EXPECT_EQ(run.exitCode, 1) << run.errors.toStdString();
+    const QJsonObject step = ReadJson(dir.filePath("r.json"))["units"][0]["steps"][0].toObject();
+    EXPECT_EQ(step["verdict"].toString(), "passed");
+    EXPECT_EQ(step["errors"].toArray(), QJsonArray{"ERROR: Get ping failed with error code: 0."});
+    EXPECT_EQ(step["expectations"][1].toObject(),
+              (QJsonObject{{"key", "errors"}, {"expected", "0"}, {"measured", 1}, {"met", false}}));
+}
+
 TEST(StationRun, AStepOverItsTimeIsStoppedAndTheUnitGoesOn)
 {
     QTemporaryDir dir;
