@@ -44,7 +44,7 @@ bool CDbTarget::Parse(const QString& text, CDbTarget& target, QString& error)
     const QString database = url.path().mid(1);
     if (!url.isValid() || slash < 0 || database.isEmpty() || database.contains('/') || url.hasFragment())
     {
-        error = QString("--db: '%1' is not %2").arg(QUrl(text).toDisplayString(QUrl::RemovePassword), c_Form);
+        error = QString("--db: '%1' is not %2").arg(text, c_Form);
         return false;
     }
     target.m_Kind = POSTGRESQL;

@@ -9,6 +9,11 @@
 #include <QSqlQuery>
 #include <QThread>
 
+#include <cerrno>
+#include <cstring>
+#include <sys/statvfs.h>
+#include <unistd.h>
+
 namespace
 {
 QAtomicInt s_Connections;
@@ -27,6 +32,19 @@ QString Text(const QSqlError& error)
 {
     const QString text = error.databaseText().isEmpty() ? error.driverText() : error.databaseText();
     return text.simplified();
+}
+
+// SQLite names a read-only or full file system only as a failure to open or to write.
+QString FileSystemCause(const QString& path)
+{
+    const QFileInfo file(path);
+    const QByteArray name = (file.exists() ? file.absoluteFilePath() : file.absolutePath()).toLocal8Bit();
+    struct statvfs space;
+    if (statvfs(name.constData(), &space) == 0 && space.f_bavail == 0)
+        return QString(" (%1)").arg(strerror(ENOSPC));
+    if (access(name.constData(), W_OK) != 0 && (errno == EROFS || errno == EACCES))
+        return QString(" (%1)").arg(strerror(errno));
+    return QString();
 }
 
 // What a server says when its name, user, password or database is wrong,
@@ -87,6 +105,8 @@ bool CResultsDb::Open(const CDbTarget& target, QString& error)
             m_Open = Postgresql() ? OpenPostgresql(db, error) : OpenSqlite(db, error);
     }
     m_Open = m_Open && Migrate(error);
+    if (!m_Open && !Postgresql())
+        error += FileSystemCause(target.Path());
     if (!m_Open)
         Close();
     return m_Open;
