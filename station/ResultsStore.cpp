@@ -104,6 +104,11 @@ bool CResultsStore::Write(const Work_T& work, QString& error)
         return true;
     bool written = false;
     m_Thread.Call([&]() {
+        if (!m_Db && !m_Spooling)
+        {
+            error = QString("results database %1: not open").arg(m_Target.Display());
+            return;
+        }
         if (!m_Spooling)
         {
             written = m_Db->Transaction([&](QString& error) { return work(*m_Db, error); }, error);
