@@ -1,0 +1,80 @@
+#include "ResultsReader.h"
+
+#include "ResultsDb.h"
+#include "RunRows.h"
+#include "StepRows.h"
+
+#include <map>
+
+bool CResultsReader::History(const QByteArray& serial, UnitHistory_T& history, QString& error) const
+{
+    history = UnitHistory_T();
+    history.serial = serial;
+    std::vector<RunRecord_T> runs;
+    if (!CRunRows::RunsOfSerial(m_Db, serial, runs, error))
+        return false;
+    std::map<QString, QString> stations;
+    for (const RunRecord_T& run : runs)
+    {
+        HistoryRun_T entry;
+        entry.run = run;
+        if (stations.count(run.sessionId) == 0)
+        {
+            SessionRecord_T session;
+            bool found = false;
+            if (!CRunRows::LoadSession(m_Db, run.sessionId, session, found, error))
+                return false;
+            stations[run.sessionId] = session.host;
+        }
+        entry.station = stations[run.sessionId];
+        if (!CStepRows::LoadRecords(m_Db, run.id, entry.steps, error))
+            return false;
+        history.runs.push_back(entry);
+    }
+    return true;
+}
+
+bool CResultsReader::LoadSession(const QString& sessionId, StationResults_T& results, QString& error) const
+{
+    results = StationResults_T();
+    SessionRecord_T session;
+    bool found = false;
+    if (!CRunRows::LoadSession(m_Db, sessionId, session, found, error))
+        return false;
+    if (!found)
+    {
+        error = m_Db.Message(QString("it holds no session %1").arg(sessionId));
+        return false;
+    }
+    std::vector<RunRecord_T> runs;
+    if (!CRunRows::RunsOfSession(m_Db, sessionId, runs, error))
+        return false;
+    results.plan = session.plan;
+    results.met = session.met;
+    results.seconds = session.seconds;
+    for (const RunRecord_T& run : runs)
+    {
+        UnitResult_T unit;
+        unit.unit = run.unit;
+        unit.met = run.met;
+        if (!CStepRows::Load(m_Db, run.id, unit.steps, error))
+            return false;
+        results.units.push_back(unit);
+    }
+    return true;
+}
+
+bool CResultsReader::SessionOfRun(const QString& runId, QString& sessionId, QString& error) const
+{
+    RunRecord_T run;
+    bool found = false;
+    if (!CRunRows::LoadRun(m_Db, runId, run, found, error))
+        return false;
+    if (!found)
+    {
+        error = m_Db.Message(QString("it holds no run %1").arg(runId));
+        return false;
+    }
+    sessionId = run.sessionId;
+    return true;
+}
