@@ -42,8 +42,10 @@ QString CUnitTarget::ShellQuoted(const QString& word)
 
 QStringList CUnitTarget::CommandLine(const QStringList& command) const
 {
+    // vunit refuses its own option names after the profile; "--" hands them on.
     if (m_Host.isEmpty())
-        return QStringList{m_Vunit, m_Profile} + command;
+        return QStringList{m_Vunit, m_Profile} +
+               (command.filter(QRegularExpression("^--")).isEmpty() ? command : QStringList("--") + command);
 
     QString remote = "cd /corvane/Test && ./sonarbench";
     for (const QString& word : command)
