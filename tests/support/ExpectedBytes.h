@@ -1,88 +1,84 @@
-#ifndef FAKESPIDEVICE_H
-#define FAKESPIDEVICE_H
+#ifndef EXPECTEDBYTES_H
+#define EXPECTEDBYTES_H
+
+// What the FPGA transports should put on the wire and read back, built from
+// the frame and packet layouts on their own.
 
 #include "CorFpgaTypes.h"
-#include "OSSLinuxFactory.h"
-#include "OSSLinuxFile.h"
+#include "LSFpgaTypes.h"
 #include "WireBytes.h"
 
-#include <fcntl.h>
-
-#include <deque>
-#include <map>
-#include <set>
+#include <cstring>
 #include <string>
+#include <utility>
 #include <vector>
 
-// An SPI device node that records what the transport does to it and answers
-// from a script. No reply left means the device never becomes readable. The
-// operations the transports do not use fall through to /dev/null.
-class CFakeSpiDevice : public COSSLinuxFile
+// A Lowscan UART frame.
+inline Bytes_T UartFrame(unsigned short Address, UINT32 Value)
 {
-public:
-    CFakeSpiDevice() : COSSLinuxFile("/dev/null", O_RDWR, 0) {}
+    Bytes_T Frame = {
+        0xF5,        UINT8(Address >> 8), UINT8(Address), UINT8(Value >> 24), UINT8(Value >> 16), UINT8(Value >> 8),
+        UINT8(Value)};
+    unsigned Sum = 0;
+    for (UINT8 Byte : Frame)
+        Sum += Byte;
+    Frame.push_back(UINT8(Sum));
+    return Frame;
+}
 
-    struct Ioctl_T
+// An SPI register record is a UART frame without sync byte and checksum.
+inline Bytes_T SpiRecord(unsigned short Address, UINT32 Value)
+{
+    const Bytes_T Frame = UartFrame(Address, Value);
+    return Bytes_T(Frame.begin() + 1, Frame.end() - 1);
+}
+
+inline std::vector<float> Floats(const Bytes_T& Storage)
+{
+    std::vector<float> Values(Storage.size() / sizeof(float));
+    memcpy(Values.data(), Storage.data(), Values.size() * sizeof(float));
+    return Values;
+}
+
+// A ping return packet of N samples: sample i is Sample(i); block k ends with
+// the 16-bit words of Value(k, 0) and Value(k, 1) in their top 12 bits, the
+// low 4 bits set to show that they are dropped.
+template <typename SampleFn_T, typename ValueFn_T>
+Bytes_T PingPacket(size_t Samples, SampleFn_T Sample, ValueFn_T Value)
+{
+    Bytes_T Packet = {0xA5, 0x5A};
+    for (size_t i = 0; i < Samples; ++i)
     {
-        unsigned long Request;
-        bool bNullArgument;
-        CorSpiPingRead_T PingRead;  // filled for the start-ping-read request
-    };
-
-    // Recorded
-    std::vector<Bytes_T> m_Writes;
-    std::vector<Ioctl_T> m_Ioctls;
-    std::vector<std::pair<short, int>> m_Polls;  // events, time-out
-    std::vector<size_t> m_ReadSizes;
-
-    // Script
-    std::deque<Bytes_T> m_Replies;     // one per Read
-    Bytes_T m_Fifo;                    // what a write in ping-read mode receives
-    std::set<size_t> m_FailingWrites;  // 0-based over all writes; fail with EIO
-    int m_ReadError = 0;
-    bool m_bInterruptOccurs = true;
-    int m_ErrorCode = 0;  // preset to fake a failed open
-
-    bool Write(const Buffer_Bytes_T* Buffer) override;
-    bool Read(Buffer_Bytes_T* Buffer) override;
-    bool Ioctl(unsigned long request, int* argument) override;
-    int Poll(short events, int timeout) override;
-    int GetErrorCode() const override { return m_ErrorCode; }
-
-private:
-    bool m_bPingReadMode = false;
-};
-
-// Hands out the one fake device and records the transport's environment
-// reads and events. The device belongs to the factory, as the transports
-// never release theirs.
-class CFakeSpiFactory : public COSSLinuxFactory
-{
-public:
-    IOSSFile* CreateFile(const char* Name, int flags, int mode) override;
-    const char* GetEnv(const char* Name) override;
-    TSQEventCode_T SendEvent(int Level, int Code, const char* Origin, const char* Text) override;
-
-    CFakeSpiDevice m_Device;
-    std::map<std::string, std::string> m_Env;
-    std::vector<std::string> m_EnvReads;
-    std::vector<std::string> m_Events;  // "level code origin text"
-    std::vector<std::string> m_Opened;  // "name flags mode"
-};
-
-// A transport on a fake device of its own. The device is scripted after
-// construction; only the configure request has reached it by then.
-template <typename Transport_T>
-struct CSpiRig
-{
-    template <typename... Args_T>
-    explicit CSpiRig(Args_T... Args) : Transport(Args..., &Factory)
-    {
+        Packet.push_back(Sample(i));
+        for (int Half = 0; Half < 2 && i % 128 == 127; ++Half)
+        {
+            const unsigned Word = (Value(i / 128, Half) << 4) | 0xF;
+            Packet.insert(Packet.end(), {UINT8(Word >> 8), UINT8(Word)});
+        }
     }
-    CFakeSpiFactory Factory;
-    CFakeSpiDevice& Device = Factory.m_Device;
-    Transport_T Transport;
-};
+    Packet.push_back(0xEE);
+    return Packet;
+}
+
+// A whole configuration and its 14 registers, worked out by hand: pulse
+// words as in LowscanPulseTest, sampling A = 1 | rate << 16, sampling B =
+// samples | delay << 16, gain x 16 and colour gain x 1024 rounded, boost | bit 31.
+inline LSFpgaCompleteConfigure_T SampleConfiguration()
+{
+    // Channel, period, start, end, samples, delay, decimation, gain, colour gain, stepped gain.
+    return {
+        {{0, 45, 200000.0, 210000.0, 993, 7, 76, 2.5, 1.0, 0}, {1, 1100, 210000.0, 200000.0, 512, 0, 3, 0.0, 0.5, 0}},
+        10,
+        181,
+        1};
+}
+
+inline std::vector<std::pair<unsigned short, UINT32>> SampleConfigurationRegisters()
+{
+    return {{17, 0x01880AC5}, {18, 0x002D0000}, {33, 0x004C0001}, {37, 0x000703E1}, {34, 40},
+            {35, 1024},       {25, 0x00100B4F}, {26, 0x804C0000}, {41, 0x00030001}, {45, 0x00000200},
+            {42, 0},          {43, 512},        {66, 10},         {65, 0x800000B5}};
+}
 
 // The five words of a start-ping-read request.
 std::vector<UINT32> Words(const CorSpiPingRead_T& Request);
