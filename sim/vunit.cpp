@@ -12,6 +12,7 @@
 #include <filesystem>
 #include <sstream>
 #include <string>
+#include <unistd.h>
 #include <vector>
 
 namespace fs = std::filesystem;
@@ -23,9 +24,13 @@ const char* const c_Usage =
     "       vunit [options] PROFILE --run PROGRAM [ARGUMENTS...]\n"
     "       vunit [options] --describe PROFILE\n"
     "       vunit --list\n"
+    "       vunit -h | --help\n"
     "\n"
     "Builds a throw-away unit from sim/units/PROFILE.unit and runs\n"
     "'./sonarbench COMMAND ARGUMENTS' (or PROGRAM) inside it.\n"
+    "vunit's options go before PROFILE; one of them after it is refused. A '--'\n"
+    "after PROFILE hands every later word to the program as it is:\n"
+    "  vunit PROFILE -- --word      vunit PROFILE --run PROGRAM -- --unit-dir\n"
     "\n"
     "options (before PROFILE):\n"
     "  --file PATH=CONTENT  put a file into the unit; CONTENT takes \\n \\t \\s \\0 \\\\ \\xHH\n"
@@ -48,7 +53,9 @@ const char* const c_Usage =
     "  --fpga 'PATH MODEL [OPTION=VALUE...]'  a simulated FPGA behind PATH (replaces the profile's)\n"
     "  --fault NAME         give every simulated FPGA of the unit this fault\n"
     "  --no-shim            leave the device nodes as plain placeholder files\n"
-    "  --describe           print what the unit holds instead of running it\n";
+    "  --describe           print what the unit holds instead of running it\n"
+    "  --list               list the profiles\n"
+    "  -h, --help           print this\n";
 
 bool SplitAssignment(const std::string& text, std::string& path, std::string& value)
 {
@@ -166,63 +173,137 @@ struct Command_T
     std::vector<std::string> faults;
     std::vector<std::string> beside;  // PATH=NAME
     bool useShim = true, describe = false;
-    int next = 1;  // the first argument after the options
+    bool run = false;  // PROFILE --run PROGRAM
+    int next = 1;      // the first argument after the options
 };
+
+// One option of the command line. apply returns -1 to go on, else vunit's exit status.
+struct Option_T
+{
+    const char* name;
+    bool takesValue;
+    int (*apply)(Command_T& command, const std::string& value);
+};
+
+int Amend(Command_T& command, const std::string& line)
+{
+    command.amendments.push_back(line);
+    return -1;
+}
+
+int PrintUsage(Command_T&, const std::string&)
+{
+    fputs(c_Usage, stdout);
+    return 0;
+}
+
+const Option_T c_Options[] = {
+    {"--file", true, [](Command_T& c, const std::string& v) { return Amend(c, "file " + v); }},
+    {"--exec", true, [](Command_T& c, const std::string& v) { return Amend(c, "exec " + v); }},
+    {"--dir", true, [](Command_T& c, const std::string& v) { return Amend(c, "dir " + v); }},
+    {"--device", true, [](Command_T& c, const std::string& v) { return Amend(c, "device " + v); }},
+    {"--remove", true, [](Command_T& c, const std::string& v) { return Amend(c, "remove " + v); }},
+    {"--mode", true, [](Command_T& c, const std::string& v) { return Amend(c, "mode " + v); }},
+    {"--fpga", true, [](Command_T& c, const std::string& v) { return Amend(c, "fpga " + v); }},
+    {"--fault", true,
+     [](Command_T& c, const std::string& v) {
+         c.faults.push_back(v);
+         return -1;
+     }},
+    {"--unit-dir", true,
+     [](Command_T& c, const std::string& v) {
+         c.unitDir = AbsoluteAsGiven(v);
+         return -1;
+     }},
+    {"--sonarbench", true,
+     [](Command_T& c, const std::string& v) {
+         c.sonarbench = Absolute(v);
+         return -1;
+     }},
+    {"--shim", true,
+     [](Command_T& c, const std::string& v) {
+         c.shim = Absolute(v);
+         return -1;
+     }},
+    {"--emulator", true,
+     [](Command_T& c, const std::string& v) {
+         c.options.emulator = Words(v);
+         return -1;
+     }},
+    {"--units", true,
+     [](Command_T& c, const std::string& v) {
+         c.unitsDir = v;
+         return -1;
+     }},
+    {"--ro", true,
+     [](Command_T& c, const std::string& v) {
+         c.options.readOnlyBinds.push_back(Absolute(v));
+         return -1;
+     }},
+    {"--beside", true,
+     [](Command_T& c, const std::string& v) {
+         c.beside.push_back(v);
+         return -1;
+     }},
+    {"--caps", false,
+     [](Command_T& c, const std::string&) {
+         c.options.keepCapabilities = true;
+         return -1;
+     }},
+    {"--net", false,
+     [](Command_T& c, const std::string&) {
+         c.options.hostNetwork = true;
+         return -1;
+     }},
+    {"--no-shim", false,
+     [](Command_T& c, const std::string&) {
+         c.useShim = false;
+         return -1;
+     }},
+    {"--describe", false,
+     [](Command_T& c, const std::string&) {
+         c.describe = true;
+         return -1;
+     }},
+    {"--list", false, [](Command_T& c, const std::string&) { return ListProfiles(c.unitsDir); }},
+    {"--help", false, PrintUsage},
+    {"-h", false, PrintUsage},
+};
+
+const Option_T* FindOption(const std::string& word)
+{
+    for (const Option_T& option : c_Options)
+        if (word == option.name)
+            return &option;
+    return nullptr;
+}
 
 // The options before the profile; returns -1 to go on, else an exit status.
 int ParseOptions(int argc, char* argv[], Command_T& command)
 {
     int& i = command.next;
-    for (; i < argc && strncmp(argv[i], "--", 2) == 0; ++i)
+    for (; i < argc && argv[i][0] == '-'; ++i)
     {
-        const std::string option = argv[i];
-        const bool hasValue = i + 1 < argc;
-        if (option == "--list")
-            return ListProfiles(command.unitsDir);
-        if (option == "--help")
+        const std::string word = argv[i];
+        const Option_T* option = FindOption(word);
+        if (word == "--run")
         {
-            fputs(c_Usage, stdout);
-            return 0;
-        }
-        if (option == "--caps")
-            command.options.keepCapabilities = true;
-        else if (option == "--no-shim")
-            command.useShim = false;
-        else if (option == "--describe")
-            command.describe = true;
-        else if (option == "--net")
-            command.options.hostNetwork = true;
-        else if (!hasValue)
-        {
-            fprintf(stderr, "vunit: %s needs a value\n%s", option.c_str(), c_Usage);
+            fprintf(stderr, "vunit: --run comes after the profile: vunit [options] PROFILE --run PROGRAM\n");
             return 2;
         }
-        else if (option == "--file" || option == "--exec" || option == "--dir" || option == "--device" ||
-                 option == "--remove" || option == "--mode")
-            command.amendments.push_back(option.substr(2) + " " + argv[++i]);
-        else if (option == "--fpga")
-            command.amendments.push_back(std::string("fpga ") + argv[++i]);
-        else if (option == "--fault")
-            command.faults.push_back(argv[++i]);
-        else if (option == "--unit-dir")
-            command.unitDir = AbsoluteAsGiven(argv[++i]);
-        else if (option == "--sonarbench")
-            command.sonarbench = Absolute(argv[++i]);
-        else if (option == "--shim")
-            command.shim = Absolute(argv[++i]);
-        else if (option == "--emulator")
-            command.options.emulator = Words(argv[++i]);
-        else if (option == "--units")
-            command.unitsDir = argv[++i];
-        else if (option == "--ro")
-            command.options.readOnlyBinds.push_back(Absolute(argv[++i]));
-        else if (option == "--beside")
-            command.beside.push_back(argv[++i]);
-        else
+        if (!option)
         {
-            fprintf(stderr, "vunit: unknown option %s\n%s", option.c_str(), c_Usage);
+            fprintf(stderr, "vunit: unknown option %s\n%s", word.c_str(), c_Usage);
             return 2;
         }
+        if (option->takesValue && i + 1 >= argc)
+        {
+            fprintf(stderr, "vunit: %s needs a value\n%s", word.c_str(), c_Usage);
+            return 2;
+        }
+        const int done = option->apply(command, option->takesValue ? argv[++i] : "");
+        if (done >= 0)
+            return done;
     }
     if (i >= argc)
     {
@@ -230,6 +311,51 @@ int ParseOptions(int argc, char* argv[], Command_T& command)
         return 2;
     }
     return -1;
+}
+
+// The words after the profile belong to the program, up to nothing or a first
+// "--" (dropped); a vunit option among them is a mistake, not the program's.
+// Returns false after a message.
+bool TakeProgramWords(int argc, char* argv[], Command_T& command, std::vector<std::string>& words)
+{
+    bool vunitWords = true;
+    for (int i = command.next; i < argc; ++i)
+    {
+        const std::string word = argv[i];
+        if (vunitWords && word == "--")
+        {
+            vunitWords = false;
+            continue;
+        }
+        if (word == "--run" && i == command.next)
+        {
+            command.run = true;
+            continue;
+        }
+        if (vunitWords && word.compare(0, 2, "--") == 0 && (FindOption(word) || word == "--run"))
+        {
+            fprintf(stderr,
+                    "vunit: %s after the profile: vunit's options go before PROFILE (write -- before words meant "
+                    "for the program)\n",
+                    word.c_str());
+            return false;
+        }
+        words.push_back(word);
+    }
+    return true;
+}
+
+// A program the host holds, so a missing one is named before the unit is built.
+bool ProgramExists(const char* option, const std::string& program)
+{
+    std::error_code ec;
+    if (!fs::is_regular_file(program, ec))
+        fprintf(stderr, "vunit: %s: cannot find the program %s\n", option, program.c_str());
+    else if (access(program.c_str(), X_OK) != 0)
+        fprintf(stderr, "vunit: %s: the program %s is not executable\n", option, program.c_str());
+    else
+        return true;
+    return false;
 }
 
 // The profile with the command line's amendments and faults; false after a message.
@@ -302,22 +428,25 @@ bool PlaceBeside(Command_T& command)
 }
 
 // What the sandbox starts; false after a message.
-bool ChooseProgram(int argc, char* argv[], Command_T& command, const CUnitProfile& profile)
+bool ChooseProgram(const std::vector<std::string>& words, Command_T& command, const CUnitProfile& profile)
 {
-    int& i = command.next;
     CVirtualUnit::RunOptions_T& options = command.options;
-    std::string started;  // the program's host path, when known
-    if (i < argc && strcmp(argv[i], "--run") == 0)
+    std::string started;   // the program's host path, when known
+    size_t arguments = 0;  // where the program's arguments start in words
+    if (command.run)
     {
-        if (++i >= argc)
+        if (words.empty())
         {
             fputs(c_Usage, stderr);
             return false;
         }
-        std::string program = argv[i++];
+        std::string program = words[0];
+        arguments = 1;
         if (program.find('/') != std::string::npos)
         {
             program = Absolute(program);
+            if (!ProgramExists("--run", program))
+                return false;
             options.readOnlyBinds.push_back(fs::path(program).parent_path().string());
             started = program;
         }
@@ -325,6 +454,8 @@ bool ChooseProgram(int argc, char* argv[], Command_T& command, const CUnitProfil
     }
     else
     {
+        if (!ProgramExists("--sonarbench", command.sonarbench))
+            return false;
         // Started the way the factory starts it, so reports show "./sonarbench".
         const fs::path binary(command.sonarbench);
         options.readOnlyBinds.push_back(binary.parent_path().string());
@@ -339,7 +470,7 @@ bool ChooseProgram(int argc, char* argv[], Command_T& command, const CUnitProfil
         fprintf(stderr, "vunit: --beside puts files beside sonarbench, not beside a --run program\n");
         return false;
     }
-    options.argv.insert(options.argv.end(), argv + i, argv + argc);
+    options.argv.insert(options.argv.end(), words.begin() + arguments, words.end());
     if (command.useShim && !profile.Fpgas().empty())
     {
         options.deviceShim = command.shim;
@@ -393,11 +524,14 @@ int main(int argc, char* argv[])
 
     CUnitProfile profile;
     const std::string profileName = argv[command.next++];
+    std::vector<std::string> words;
+    if (!TakeProgramWords(argc, argv, command, words))
+        return 2;
     if (!LoadProfile(command, profileName, profile))
         return 2;
     if (command.describe)
         return Describe(profileName, profile);
-    if (!ChooseProgram(argc, argv, command, profile))
+    if (!ChooseProgram(words, command, profile))
         return 2;
     return BuildAndRun(command, profile);
 }

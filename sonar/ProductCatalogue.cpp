@@ -5,90 +5,220 @@
 
 namespace ProductCatalogue
 {
+// A catalogue row, field by field: each value is named where it is set, so a
+// row cannot take one flag for another.
+class CRow
+{
+public:
+    constexpr CRow(unsigned int code, const char* name)
+    {
+        m_Row.Code = code;
+        m_Row.Name = name;
+    }
+    constexpr CRow& PartNumber(const char* value)
+    {
+        m_Row.PartNumber = value;
+        return *this;
+    }
+    constexpr CRow& Environment(Environment_T value)
+    {
+        m_Row.Environment = value;
+        return *this;
+    }
+    constexpr CRow& Comms(Comms_T value)
+    {
+        m_Row.Comms = value;
+        return *this;
+    }
+    constexpr CRow& Identity(const char* first, const char* second = nullptr)
+    {
+        m_Row.Identity[0] = first;
+        m_Row.Identity[1] = second;
+        return *this;
+    }
+    constexpr CRow& StopsModuleSounder()
+    {
+        m_Row.StopsModuleSounder = true;
+        return *this;
+    }
+    constexpr CRow& Power(PowerSwitch_T value)
+    {
+        m_Row.Power = value;
+        return *this;
+    }
+    constexpr CRow& Folder(FirmwareFolder_T value)
+    {
+        m_Row.Folder = value;
+        return *this;
+    }
+    constexpr CRow& FirmwarePattern(const char* value)
+    {
+        m_Row.FirmwarePattern = value;
+        return *this;
+    }
+    constexpr CRow& EchoBeforeLoad()
+    {
+        m_Row.EchoBeforeLoad = true;
+        return *this;
+    }
+    constexpr CRow& UnreachablePattern(const char* value)
+    {
+        m_Row.UnreachablePattern = value;
+        return *this;
+    }
+    constexpr CRow& RefusedByPing()
+    {
+        m_Row.RefusedByPing = true;
+        return *this;
+    }
+    constexpr CRow& XkAdcCode(int value)
+    {
+        m_Row.XkAdcCode = value;
+        return *this;
+    }
+    constexpr CRow& ChannelChoosesFpga()
+    {
+        m_Row.ChannelChoosesFpga = true;
+        return *this;
+    }
+    constexpr CRow& LumetPingWithoutLoad()
+    {
+        m_Row.LumetPingWithoutLoad = true;
+        return *this;
+    }
+    constexpr CRow& LumetPingWithoutChannel0()
+    {
+        m_Row.LumetPingWithoutChannel0 = true;
+        return *this;
+    }
+    constexpr operator Product_T() const { return m_Row; }
+
+private:
+    Product_T m_Row;
+};
+
 namespace
 {
-const char* const c_Lumet = "Lumet_FPGA*";
+constexpr const char* c_Lumet = "Lumet_FPGA*";
 
-// Columns: code, name, part number, set-up branch, channel variables, identity
-// variables, stops the module sounder, power switch, firmware folder, pattern,
-// echo before the load, unreachable pattern, refused by ping, xK ADC code,
-// channel picks the FPGA, lumetping without a load, lumetping without channel 0.
-// A table reads best a row to a line or two.
-// clang-format off
-const Product_T c_Products[] = {
-    {PRODUCT_NONE, "", nullptr, ENV_UNKNOWN, COMMS_NONE, {}, false, POWER_NOTICE, FOLDER_PRODUCT, nullptr, false,
-     nullptr, false, -1, false, false, false},
-    {PRODUCT_HY05, "HY05", nullptr, ENV_UNKNOWN, COMMS_NONE, {}, false, POWER_NOTICE, FOLDER_PRODUCT, nullptr, false,
-     nullptr, false, -1, false, false, false},
-    {PRODUCT_HX10, "HX10", nullptr, ENV_UNKNOWN, COMMS_NONE, {}, false, POWER_NOTICE, FOLDER_PRODUCT, nullptr, false,
-     nullptr, false, -1, false, false, false},
-    {PRODUCT_HX05, "HX05", nullptr, ENV_UNKNOWN, COMMS_NONE, {}, false, POWER_NOTICE, FOLDER_PRODUCT, nullptr, false,
-     nullptr, false, -1, false, false, false},
-    {PRODUCT_HY10, "HY10", nullptr, ENV_UNKNOWN, COMMS_NONE, {}, false, POWER_NOTICE, FOLDER_PRODUCT, nullptr, false,
-     nullptr, false, -1, false, false, false},
-    {PRODUCT_HY20, "HY20", nullptr, ENV_UNKNOWN, COMMS_NONE, {}, false, POWER_NOTICE, FOLDER_PRODUCT, nullptr, false,
-     nullptr, false, -1, false, false, false},
-    {PRODUCT_HY03, "HY03", nullptr, ENV_UNKNOWN, COMMS_NONE, {}, false, POWER_NOTICE, FOLDER_PRODUCT, nullptr, false,
-     nullptr, false, -1, false, false, false},
-    // The HZ displays drive the SKD sounder: its part number, no power switch of their own.
-    {PRODUCT_HZ02, "HZ02", "PRODUCT_ID=N41008", ENV_SKD_DISPLAY, COMMS_FPGA0, {}, false, POWER_NONE, FOLDER_PRODUCT,
-     nullptr, false, nullptr, false, -1, false, false, false},
-    {PRODUCT_HZ03, "HZ03", "PRODUCT_ID=N41008", ENV_SKD_DISPLAY, COMMS_FPGA0, {}, false, POWER_NONE, FOLDER_PRODUCT,
-     nullptr, false, nullptr, false, -1, false, false, false},
-    {PRODUCT_HZ05, "HZ05", "PRODUCT_ID=N41008", ENV_SKD_DISPLAY, COMMS_FPGA0, {}, false, POWER_NONE, FOLDER_PRODUCT,
-     nullptr, false, nullptr, false, -1, false, false, false},
-    {PRODUCT_HZ10, "HZ10", "PRODUCT_ID=N41008", ENV_SKD_DISPLAY, COMMS_FPGA0, {}, false, POWER_NONE, FOLDER_PRODUCT,
-     nullptr, false, nullptr, false, -1, false, false, false},
+// The Varrow-platform sounders share their set-up branch and power switch.
+constexpr CRow VarrowSounder(unsigned int code, const char* name, const char* partNumber)
+{
+    return CRow(code, name).PartNumber(partNumber).Environment(ENV_VARROW_PLATFORM).Power(POWER_VARROW);
+}
+
+constexpr CRow PelionSounder(unsigned int code, const char* name, const char* partNumber)
+{
+    return CRow(code, name)
+        .PartNumber(partNumber)
+        .Environment(ENV_PELION_SOUNDER)
+        .Comms(COMMS_FPGA0)
+        .Power(POWER_PELION)
+        .FirmwarePattern("Pleq2_FPGA*.rbf");
+}
+
+// The HZ displays drive the SKD sounder: its part number, no power switch of their own.
+constexpr CRow SkdDisplay(unsigned int code, const char* name)
+{
+    return CRow(code, name)
+        .PartNumber("PRODUCT_ID=N41008")
+        .Environment(ENV_SKD_DISPLAY)
+        .Comms(COMMS_FPGA0)
+        .Power(POWER_NONE);
+}
+
+constexpr Product_T c_Products[] = {
+    CRow(PRODUCT_NONE, ""),
+    CRow(PRODUCT_HY05, "HY05"),
+    CRow(PRODUCT_HX10, "HX10"),
+    CRow(PRODUCT_HX05, "HX05"),
+    CRow(PRODUCT_HY10, "HY10"),
+    CRow(PRODUCT_HY20, "HY20"),
+    CRow(PRODUCT_HY03, "HY03"),
+    SkdDisplay(PRODUCT_HZ02, "HZ02"),
+    SkdDisplay(PRODUCT_HZ03, "HZ03"),
+    SkdDisplay(PRODUCT_HZ05, "HZ05"),
+    SkdDisplay(PRODUCT_HZ10, "HZ10"),
     // Their firmware is in flash: no pattern, the version check still passes.
-    {PRODUCT_VARROW, "Varrow", "PRODUCT_ID=N41001", ENV_VARROW_PLATFORM, COMMS_UART, {}, false, POWER_VARROW,
-     FOLDER_PRODUCT, nullptr, false, nullptr, false, -1, false, false, false},
-    {PRODUCT_VARROWX, "VarrowX", "PRODUCT_ID=N41002", ENV_VARROW_PLATFORM, COMMS_UART, {}, false, POWER_VARROW,
-     FOLDER_PRODUCT, nullptr, false, nullptr, false, -1, false, false, false},
-    {PRODUCT_TQ, "Tq", nullptr, ENV_UNKNOWN, COMMS_NONE, {}, false, POWER_NOTICE, FOLDER_PRODUCT, nullptr, false,
-     nullptr, false, -1, false, false, false},
-    {PRODUCT_HALVARD_KEYBOARD, "Halvard Keyboard", nullptr, ENV_UNKNOWN, COMMS_NONE, {}, false, POWER_NOTICE,
-     FOLDER_PRODUCT, nullptr, false, nullptr, false, -1, false, false, false},
-    {PRODUCT_QL1A, "QL1A", "PRODUCT_ID=N41003", ENV_VARROW_PLATFORM, COMMS_UART, {}, true, POWER_VARROW,
-     FOLDER_MODULE, "QL1A*.bin", false, nullptr, false, -1, false, false, false},
-    {PRODUCT_QL2A, "QL2A", "PRODUCT_ID=N41004", ENV_VARROW_PLATFORM, COMMS_UART, {}, true, POWER_VARROW,
-     FOLDER_MODULE, "QL2A*.bin", false, nullptr, false, -1, false, false, false},
-    {PRODUCT_QL4K, "QL4K", "PRODUCT_ID=N41005", ENV_VARROW_PLATFORM, COMMS_FPGA0,
-     {"SONAR_BOARD_ID=QL4K_SONAR_BOARD", "QL3B_FPGA_SIZE=0"}, false, POWER_VARROW, FOLDER_MODULE, "QL4K_5K_A2_*",
-     false, nullptr, true, eFpgaAdcFrequencyCode2, false, false, false},
-    {PRODUCT_QL5K, "QL5K", "PRODUCT_ID=N41006", ENV_VARROW_PLATFORM, COMMS_FPGA0, {"QL3B_FPGA_SIZE=0"}, false,
-     POWER_VARROW, FOLDER_MODULE, "QL4K_5K_A2_*", false, nullptr, true, eFpgaAdcFrequencyCode2, false, false,
-     false},
-    {PRODUCT_QL6M, "QL6M", "PRODUCT_ID=N41007", ENV_VARROW_PLATFORM, COMMS_FPGA0_AND_1, {"QL3B_FPGA_SIZE=1"}, false,
-     POWER_VARROW, FOLDER_MODULE, "QL6M_A4*", false, nullptr, true, eFpgaAdcFrequencyCode3, true, false, false},
+    VarrowSounder(PRODUCT_VARROW, "Varrow", "PRODUCT_ID=N41001").Comms(COMMS_UART),
+    VarrowSounder(PRODUCT_VARROWX, "VarrowX", "PRODUCT_ID=N41002").Comms(COMMS_UART),
+    CRow(PRODUCT_TQ, "Tq"),
+    CRow(PRODUCT_HALVARD_KEYBOARD, "Halvard Keyboard"),
+    VarrowSounder(PRODUCT_QL1A, "QL1A", "PRODUCT_ID=N41003")
+        .Comms(COMMS_UART)
+        .StopsModuleSounder()
+        .Folder(FOLDER_MODULE)
+        .FirmwarePattern("QL1A*.bin"),
+    VarrowSounder(PRODUCT_QL2A, "QL2A", "PRODUCT_ID=N41004")
+        .Comms(COMMS_UART)
+        .StopsModuleSounder()
+        .Folder(FOLDER_MODULE)
+        .FirmwarePattern("QL2A*.bin"),
+    VarrowSounder(PRODUCT_QL4K, "QL4K", "PRODUCT_ID=N41005")
+        .Comms(COMMS_FPGA0)
+        .Identity("SONAR_BOARD_ID=QL4K_SONAR_BOARD", "QL3B_FPGA_SIZE=0")
+        .Folder(FOLDER_MODULE)
+        .FirmwarePattern("QL4K_5K_A2_*")
+        .RefusedByPing()
+        .XkAdcCode(eFpgaAdcFrequencyCode2),
+    VarrowSounder(PRODUCT_QL5K, "QL5K", "PRODUCT_ID=N41006")
+        .Comms(COMMS_FPGA0)
+        .Identity("QL3B_FPGA_SIZE=0")
+        .Folder(FOLDER_MODULE)
+        .FirmwarePattern("QL4K_5K_A2_*")
+        .RefusedByPing()
+        .XkAdcCode(eFpgaAdcFrequencyCode2),
+    VarrowSounder(PRODUCT_QL6M, "QL6M", "PRODUCT_ID=N41007")
+        .Comms(COMMS_FPGA0_AND_1)
+        .Identity("QL3B_FPGA_SIZE=1")
+        .Folder(FOLDER_MODULE)
+        .FirmwarePattern("QL6M_A4*")
+        .RefusedByPing()
+        .XkAdcCode(eFpgaAdcFrequencyCode3)
+        .ChannelChoosesFpga(),
     // LumetV4 and V6 ping with the firmware they run.
-    {PRODUCT_LUMETV4, "LumetV4", "PRODUCT_ID=N41012", ENV_VARROW_PLATFORM, COMMS_FPGA0, {}, false, POWER_VARROW,
-     FOLDER_PRODUCT, c_Lumet, true, nullptr, true, -1, false, true, false},
+    VarrowSounder(PRODUCT_LUMETV4, "LumetV4", "PRODUCT_ID=N41012")
+        .Comms(COMMS_FPGA0)
+        .FirmwarePattern(c_Lumet)
+        .EchoBeforeLoad()
+        .RefusedByPing()
+        .LumetPingWithoutLoad(),
     // LumetV1 has only the second (Lowscan) channel.
-    {PRODUCT_LUMETV1, "LumetV1", "PRODUCT_ID=N41009", ENV_VARROW_PLATFORM, COMMS_FPGA0, {}, false, POWER_VARROW,
-     FOLDER_PRODUCT, "LumetLS*", true, nullptr, true, -1, false, false, true},
-    {PRODUCT_LUMETV2, "LumetV2", "PRODUCT_ID=N41010", ENV_VARROW_PLATFORM, COMMS_FPGA0, {}, false, POWER_VARROW,
-     FOLDER_PRODUCT, c_Lumet, true, nullptr, true, -1, false, false, false},
+    VarrowSounder(PRODUCT_LUMETV1, "LumetV1", "PRODUCT_ID=N41009")
+        .Comms(COMMS_FPGA0)
+        .FirmwarePattern("LumetLS*")
+        .EchoBeforeLoad()
+        .RefusedByPing()
+        .LumetPingWithoutChannel0(),
+    VarrowSounder(PRODUCT_LUMETV2, "LumetV2", "PRODUCT_ID=N41010")
+        .Comms(COMMS_FPGA0)
+        .FirmwarePattern(c_Lumet)
+        .EchoBeforeLoad()
+        .RefusedByPing(),
     // Has a part number, yet set-up does not know it (unknown branch, no power
     // switch); it is also missing from ping's refusals. Both kept as shipped.
-    {PRODUCT_LUMETV3, "LumetV3", "PRODUCT_ID=N41011", ENV_UNKNOWN, COMMS_NONE, {}, false, POWER_NOTICE,
-     FOLDER_PRODUCT, c_Lumet, true, nullptr, false, -1, false, false, false},
+    CRow(PRODUCT_LUMETV3, "LumetV3").PartNumber("PRODUCT_ID=N41011").FirmwarePattern(c_Lumet).EchoBeforeLoad(),
     // No firmware pattern: the load names the folder alone and the FPGA stays blank.
-    {PRODUCT_LUMETV5, "LumetV5", "PRODUCT_ID=N41013", ENV_VARROW_PLATFORM, COMMS_FPGA0, {}, false, POWER_VARROW,
-     FOLDER_PRODUCT, nullptr, false, nullptr, true, -1, false, false, false},
-    {PRODUCT_LUMETV6, "LumetV6", "PRODUCT_ID=N41014", ENV_VARROW_PLATFORM, COMMS_FPGA0, {}, false, POWER_VARROW,
-     FOLDER_PRODUCT, c_Lumet, true, nullptr, true, -1, false, true, false},
+    VarrowSounder(PRODUCT_LUMETV5, "LumetV5", "PRODUCT_ID=N41013").Comms(COMMS_FPGA0).RefusedByPing(),
+    VarrowSounder(PRODUCT_LUMETV6, "LumetV6", "PRODUCT_ID=N41014")
+        .Comms(COMMS_FPGA0)
+        .FirmwarePattern(c_Lumet)
+        .EchoBeforeLoad()
+        .RefusedByPing()
+        .LumetPingWithoutLoad(),
     // Set-up does not know it either (unknown branch). Its LumetLS row comes
     // after the Lumet_FPGA row that already names it, so it is never used.
-    {PRODUCT_TESSFINV1, "TessfinV1", "PRODUCT_ID=N41015", ENV_UNKNOWN, COMMS_NONE, {}, false, POWER_NOTICE,
-     FOLDER_PRODUCT, c_Lumet, true, "LumetLS*", true, -1, false, false, true},
-    {PRODUCT_NR1, "Nr1", "PRODUCT_ID=N41016", ENV_PELION_SOUNDER, COMMS_FPGA0, {}, false, POWER_PELION,
-     FOLDER_PRODUCT, "Pleq2_FPGA*.rbf", false, nullptr, false, -1, false, false, false},
-    {PRODUCT_NR2, "Nr2", "PRODUCT_ID=N41017", ENV_PELION_SOUNDER, COMMS_FPGA0, {}, false, POWER_PELION,
-     FOLDER_PRODUCT, "Pleq2_FPGA*.rbf", false, nullptr, false, -1, false, false, false},
-    {PRODUCT_NR3, "Nr3", "PRODUCT_ID=N41018", ENV_PELION_SOUNDER, COMMS_FPGA0, {}, false, POWER_PELION,
-     FOLDER_PRODUCT, "Pleq2_FPGA*.rbf", false, nullptr, false, -1, false, false, false},
+    CRow(PRODUCT_TESSFINV1, "TessfinV1")
+        .PartNumber("PRODUCT_ID=N41015")
+        .FirmwarePattern(c_Lumet)
+        .EchoBeforeLoad()
+        .UnreachablePattern("LumetLS*")
+        .RefusedByPing()
+        .LumetPingWithoutChannel0(),
+    PelionSounder(PRODUCT_NR1, "Nr1", "PRODUCT_ID=N41016"),
+    PelionSounder(PRODUCT_NR2, "Nr2", "PRODUCT_ID=N41017"),
+    PelionSounder(PRODUCT_NR3, "Nr3", "PRODUCT_ID=N41018"),
 };
-// clang-format on
 }
 
 const char* const c_SharedEnvironment[] = {

@@ -40,25 +40,34 @@ enum FirmwareFolder_T
     FOLDER_MODULE,   // /corvane/Application/QuenlorSounder/FPGAFirmware
 };
 
+class CRow;
+
+// A row is built field by field (CRow in the catalogue), each value named where
+// it is set; what a row leaves out is what a product without a sounder has.
 struct Product_T
 {
-    unsigned int Code;
-    const char* Name;
-    const char* PartNumber;  // "PRODUCT_ID=N41005", or null
-    Environment_T Environment;
-    Comms_T Comms;
-    const char* Identity[2];  // further variables put with the identity
-    bool StopsModuleSounder;  // stop marker and kill script at set-up
-    PowerSwitch_T Power;
-    FirmwareFolder_T Folder;
-    const char* FirmwarePattern;  // null: "ERROR: Product not supported."
-    bool EchoBeforeLoad;          // the loader wants a "1" written first
-    const char* UnreachablePattern;
-    bool RefusedByPing;
-    int XkAdcCode;            // -1: not an xK module
-    bool ChannelChoosesFpga;  // the command-line channel picks one of two FPGAs
-    bool LumetPingWithoutLoad;
-    bool LumetPingWithoutChannel0;
+    unsigned int Code = 0;
+    const char* Name = nullptr;
+    const char* PartNumber = nullptr;  // "PRODUCT_ID=N41005", or null
+    Environment_T Environment = ENV_UNKNOWN;
+    Comms_T Comms = COMMS_NONE;
+    const char* Identity[2] = {nullptr, nullptr};  // further variables put with the identity
+    bool StopsModuleSounder = false;               // stop marker and kill script at set-up
+    PowerSwitch_T Power = POWER_NOTICE;
+    FirmwareFolder_T Folder = FOLDER_PRODUCT;
+    const char* FirmwarePattern = nullptr;  // null: "ERROR: Product not supported."
+    bool EchoBeforeLoad = false;            // the loader wants a "1" written first
+    const char* UnreachablePattern = nullptr;
+    bool RefusedByPing = false;
+    int XkAdcCode = -1;               // -1: not an xK module
+    bool ChannelChoosesFpga = false;  // the command-line channel picks one of two FPGAs
+    bool LumetPingWithoutLoad = false;
+    bool LumetPingWithoutChannel0 = false;
+
+private:
+    // No positional rows: a value in the wrong place would still compile.
+    friend class CRow;
+    constexpr Product_T() {}
 };
 
 // The product's row; unknown codes get an empty row (code 0, no name).

@@ -49,7 +49,11 @@ QStringList CUnitTarget::CommandLine(const QStringList& command, const std::vect
         QStringList line{m_Vunit};
         for (const PlanFile_T& file : files)
             line << "--beside" << file.path + "=" + file.name;
-        return line << m_Profile << command;
+        // vunit refuses its own option names after the profile; "--" hands them on.
+        line << m_Profile;
+        if (!command.filter(QRegularExpression("^--")).isEmpty())
+            line << "--";
+        return line << command;
     }
     QString script = QString("./%1").arg(CPlan::c_Program);
     for (const QString& word : command)

@@ -1,3 +1,4 @@
+#include "KeptUnit.h"
 #include "UnitRunner.h"
 
 #include <gtest/gtest.h>
@@ -145,11 +146,11 @@ TEST(FrontEnd, SonarThatCannotBeEnabledFailsEveryCommand)
 
 TEST(FrontEnd, SonarPowerIsSwitchedOnBeforeTheCommand)
 {
-    const std::string dir = MakeUnitDir();
+    const CKeptUnit unit;
+    const std::string& dir = unit.Dir();
     const RunResult_T run = RunOnUnit({"varrow", {}, {"foo"}, dir});
     EXPECT_EQ(ReadHostFile(dir + "/root/sys/devices/platform/varrow/sonar_power"), "1");
     EXPECT_EQ(run.status, 0);
-    RemoveTree(dir);
 }
 
 // The unknown-command report hands the output text to printf as its format.

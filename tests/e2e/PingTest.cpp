@@ -1,3 +1,4 @@
+#include "KeptUnit.h"
 #include "SonarOutput.h"
 
 #include <gtest/gtest.h>
@@ -31,10 +32,22 @@ void ExpectThreeDigitBlock(const std::string& block, size_t samples, const std::
 std::string UartRegisters(unsigned ch0Period, unsigned ch1Period, unsigned samplingA, unsigned gain)
 {
     const auto pulseA = [](unsigned period) { return period ? 0x01880ac5u : 0xffff0ac5u; };
-    const unsigned registers[][2] = {
-        {1, 3},          {17, pulseA(ch0Period)}, {18, ch0Period << 16}, {33, samplingA}, {37, 993}, {34, 0},
-        {35, 0x400},     {25, pulseA(ch1Period)}, {26, ch1Period << 16}, {41, samplingA}, {45, 993}, {42, 0},
-        {43, 0x400},     {66, gain},              {65, 0x800000b5},      {1, 1}};
+    const unsigned registers[][2] = {{1, 3},
+                                     {17, pulseA(ch0Period)},
+                                     {18, ch0Period << 16},
+                                     {33, samplingA},
+                                     {37, 993},
+                                     {34, 0},
+                                     {35, 0x400},
+                                     {25, pulseA(ch1Period)},
+                                     {26, ch1Period << 16},
+                                     {41, samplingA},
+                                     {45, 993},
+                                     {42, 0},
+                                     {43, 0x400},
+                                     {66, gain},
+                                     {65, 0x800000b5},
+                                     {1, 1}};
     std::string text;
     for (const auto& r : registers)
     {
@@ -71,19 +84,32 @@ TEST(Ping, TwoChannelPingOnTheUartProducts)
         std::string parameters;
         std::string registers;  // what the FPGA received
     } cases[] = {
-        {"varrow", {"ping", "200000", "210000", "27", "45", "0", "medium"}, "", Parameters(45, 0, 76),
+        {"varrow",
+         {"ping", "200000", "210000", "27", "45", "0", "medium"},
+         "",
+         Parameters(45, 0, 76),
          UartRegisters(45, 0, 0x004c0001, 10)},
-        {"varrowx", {"ping", "200000", "210000", "27", "45", "1", "HIGH"}, "", Parameters(0, 45, 76),
+        {"varrowx",
+         {"ping", "200000", "210000", "27", "45", "1", "HIGH"},
+         "",
+         Parameters(0, 45, 76),
          UartRegisters(0, 45, 0x004c0001, 0)},
-        {"ql1a", {"ping", "200000", "210000", "54", "45", "0", "low"}, c_QLSounderStopped, Parameters(45, 0, 152),
+        {"ql1a",
+         {"ping", "200000", "210000", "54", "45", "0", "low"},
+         c_QLSounderStopped,
+         Parameters(45, 0, 152),
          UartRegisters(45, 0, 0x00980001, 20)},
         // A depth of -1 reads as 4294967295: the rate saturates as on the unit.
-        {"varrow", {"ping", "200000", "210000", "-1", "45", "1", "low"}, "", Parameters(0, 45, -1),
+        {"varrow",
+         {"ping", "200000", "210000", "-1", "45", "1", "low"},
+         "",
+         Parameters(0, 45, -1),
          UartRegisters(0, 45, 0xffff0001, 20)},
     };
     for (const auto& c : cases)
     {
-        const std::string dir = MakeUnitDir();
+        const CKeptUnit unit;
+        const std::string& dir = unit.Dir();
         const SplitOutput_T run = SplitSampleBlocks(RunOnUnit({c.profile, {}, c.args, dir}).out);
         EXPECT_EQ(run.text, c.preamble + "3\n" + c_FpgaNotice + c.parameters + c_Block + "\n" +
                                 Passed(c.args, "Firmware Version: 1.4\n"))
@@ -91,7 +117,6 @@ TEST(Ping, TwoChannelPingOnTheUartProducts)
         ASSERT_EQ(run.blocks.size(), 1u) << c.profile;
         ExpectThreeDigitBlock(run.blocks[0], 993, c.profile);
         EXPECT_EQ(RegisterLines(Trace(dir)), c.registers) << c.profile;
-        RemoveTree(dir);
     }
 }
 
@@ -119,7 +144,8 @@ TEST(Ping, RefusalsAndFailures)
 
     // A wrong channel still pings, on 255 with both periods, and fails.
     const std::vector<std::string> wrong = {"ping", "200000", "210000", "0", "45", "2", "Medium"};
-    const std::string dir = MakeUnitDir();
+    const CKeptUnit unit;
+    const std::string& dir = unit.Dir();
     const SplitOutput_T run = SplitSampleBlocks(RunOnUnit({"varrow", {}, wrong, dir}).out);
     EXPECT_EQ(run.text, "3\n" + c_FpgaNotice + "Invalid channel Specified: 2\n" + Parameters(45, 45, 0) + c_Block +
                             "\n" + Failed(wrong, "Firmware Version: 1.4\nChannel must be 1 or 0.\n", "Varrow\n"));
@@ -128,7 +154,6 @@ TEST(Ping, RefusalsAndFailures)
     // Both channels fire; channel 255 is read from the second port.
     EXPECT_NE(trace.find("ttyO1 ping 1 channel 0"), std::string::npos);
     EXPECT_NE(trace.find("ttyO3 ping channel 1 (fired on ttyO1)"), std::string::npos);
-    RemoveTree(dir);
 }
 
 TEST(LumetPing, LongChirpPingsOnTheLumetFamily)
@@ -150,7 +175,8 @@ TEST(LumetPing, LongChirpPingsOnTheLumetFamily)
     for (const auto& c : cases)
     {
         const std::vector<std::string> args = {c.command, c.frequency};
-        const std::string dir = MakeUnitDir();
+        const CKeptUnit unit;
+        const std::string& dir = unit.Dir();
         const SplitOutput_T run = SplitSampleBlocks(RunOnUnit({c.profile, {}, args, dir}).out);
         const std::string version = std::string("Firmware Version: ") + (c.profile[0] == 'n' ? "3.0\n" : "2.0\n");
         EXPECT_EQ(run.text,
@@ -172,7 +198,6 @@ TEST(LumetPing, LongChirpPingsOnTheLumetFamily)
         for (const char* line : written[c.channel])
             EXPECT_NE(trace.find(line), std::string::npos) << c.profile << ": " << line;
         EXPECT_EQ(c.loaded.empty(), trace.find("shell:") == std::string::npos) << c.profile;
-        RemoveTree(dir);
     }
 }
 

@@ -1,3 +1,4 @@
+#include "KeptUnit.h"
 #include "ProductCatalogue.h"
 #include "UnitRunner.h"
 
@@ -32,10 +33,10 @@ bool Has(const std::string& text, const std::string& part)
 // The output of a run and the FPGA trace it left.
 std::pair<std::string, std::string> RunAndTrace(const std::string& profile, const std::vector<std::string>& args)
 {
-    const std::string dir = MakeUnitDir();
+    const CKeptUnit unit;
+    const std::string& dir = unit.Dir();
     const std::string out = RunOnUnit({profile, {}, args, dir}).out;
     const std::string trace = ReadHostFile(dir + "/root/vunit/fpga.trace");
-    RemoveTree(dir);
     return {out, trace};
 }
 }
@@ -146,7 +147,8 @@ TEST(Products, EveryProfileRunsAReading)
     };
     for (const Product_T& product : products)
     {
-        const std::string dir = MakeUnitDir();
+        const CKeptUnit unit;
+        const std::string& dir = unit.Dir();
         const RunResult_T run = RunOnUnit({product.profile, {}, {"batteryvoltage"}, dir});
         EXPECT_EQ(run.out, product.preamble + BatteryReport()) << product.profile;
         EXPECT_EQ(run.status, 0) << product.profile << "\n" << run.err;
@@ -159,7 +161,6 @@ TEST(Products, EveryProfileRunsAReading)
             else
                 EXPECT_NE(product.powerSwitch, powerSwitch) << product.profile;
         }
-        RemoveTree(dir);
     }
 }
 
@@ -181,7 +182,8 @@ TEST(Products, QLModuleLeavesTheStopMarkerAndRunsTheKillScript)
     };
     for (const Case_T& c : cases)
     {
-        const std::string dir = MakeUnitDir();
+        const CKeptUnit unit;
+        const std::string& dir = unit.Dir();
         const RunResult_T run = RunOnUnit({"ql2a", c.options, {"batteryvoltage"}, dir});
         EXPECT_EQ(run.out, c.preamble + BatteryReport()) << c.name;
         bool marker = false, ran = false;
@@ -189,7 +191,6 @@ TEST(Products, QLModuleLeavesTheStopMarkerAndRunsTheKillScript)
         ReadHostFile(dir + "/root/tmp/ql_sounder_stopped", &ran);
         EXPECT_TRUE(marker) << c.name;
         EXPECT_EQ(ran, c.scriptRan) << c.name;
-        RemoveTree(dir);
     }
 }
 

@@ -1,3 +1,4 @@
+#include "KeptUnit.h"
 #include "SonarOutput.h"
 
 #include <gtest/gtest.h>
@@ -48,7 +49,8 @@ TEST(Firmware, EachProductLoadsItsOwnImageAndChecksTheVersion)
     const std::vector<std::string> args = {"loadfpgabinary"};
     for (const Firmware_T& product : products)
     {
-        const std::string dir = MakeUnitDir();
+        const CKeptUnit unit;
+        const std::string& dir = unit.Dir();
         const RunResult_T run = RunOnUnit({product.profile, {}, args, dir});
         const std::string text = "Loading FPGA...\n" + c_FpgaNotice + product.version;
         EXPECT_EQ(run.out, product.preamble + LoadLine(product.image) +
@@ -57,7 +59,6 @@ TEST(Firmware, EachProductLoadsItsOwnImageAndChecksTheVersion)
         // The Lumet loaders write a "1" to the node before the image.
         const bool echo = product.image.find("Lumet") != std::string::npos;
         EXPECT_EQ(echo, Trace(dir).find("shell: echo 1 > /dev/LSfpga0\n") != std::string::npos) << product.profile;
-        RemoveTree(dir);
     }
 
     const std::string unsupported = "ERROR: Product not supported.\nLoading FPGA...\n" + c_FpgaNotice +
@@ -94,12 +95,12 @@ TEST(Firmware, LoadFailuresAreReported)
         EXPECT_EQ(RunOnUnit({"ql4k", c.options, args, ""}).out, c.expected) << c.name;
 
     // The Lumet "1" goes out before the folder is looked for.
-    const std::string dir = MakeUnitDir();
+    const CKeptUnit unit;
+    const std::string& dir = unit.Dir();
     const RunResult_T run = RunOnUnit({"lumetv2", {"--remove", c_Folder}, args, dir});
     EXPECT_EQ(run.out, Failed(args, "ERROR: Required path does not exist: " + c_Folder + "\n", "LumetV2\n"));
     EXPECT_NE(Trace(dir).find("shell: echo 1"), std::string::npos);
     EXPECT_EQ(Trace(dir).find("shell: cat"), std::string::npos);
-    RemoveTree(dir);
 }
 
 TEST(WaterTemperature, SensorFileOrTheFpgaADCs)

@@ -3,7 +3,6 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
 #include <fstream>
 #include <poll.h>
 #include <sstream>
@@ -49,9 +48,9 @@ RunResult_T RunOnUnit(const UnitRun_T& run, const std::vector<std::string>& extr
     std::vector<std::string> cmd = launcher;
     cmd.push_back(VUNIT_BINARY);
     // Another build of the program, such as the unit's armhf one under its emulator.
-    const std::pair<const char*, const char*> others[] = {
-        {"SONARBENCH_E2E_PROGRAM", "--sonarbench"}, {"SONARBENCH_E2E_SHIM", "--shim"},
-        {"SONARBENCH_E2E_EMULATOR", "--emulator"}};
+    const std::pair<const char*, const char*> others[] = {{"SONARBENCH_E2E_PROGRAM", "--sonarbench"},
+                                                          {"SONARBENCH_E2E_SHIM", "--shim"},
+                                                          {"SONARBENCH_E2E_EMULATOR", "--emulator"}};
     for (const auto& other : others)
         if (const char* value = getenv(other.first))
             cmd.insert(cmd.end(), {other.second, value});
@@ -103,21 +102,6 @@ RunResult_T RunOnUnit(const UnitRun_T& run, const std::vector<std::string>& extr
     }
     result.status = WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
     return result;
-}
-
-std::string MakeUnitDir()
-{
-    const char* tmp = getenv("TMPDIR");
-    std::string pattern = std::string(tmp && *tmp ? tmp : "/tmp") + "/e2e-unit.XXXXXX";
-    if (!mkdtemp(&pattern[0]))
-        return std::string();
-    return pattern;
-}
-
-void RemoveTree(const std::string& path)
-{
-    std::error_code ignored;
-    std::filesystem::remove_all(path, ignored);
 }
 
 std::string ReadHostFile(const std::string& path, bool* exists)

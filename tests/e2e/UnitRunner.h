@@ -26,9 +26,6 @@ struct UnitRun_T
 RunResult_T RunOnUnit(const UnitRun_T& run, const std::vector<std::string>& extraEnv = {},
                       const std::vector<std::string>& launcher = {});
 
-// A fresh folder for a kept unit, removed by the caller with RemoveTree.
-std::string MakeUnitDir();
-void RemoveTree(const std::string& path);
 std::string ReadHostFile(const std::string& path, bool* exists = nullptr);
 
 // What the report puts between the handler's text and "Tests Failed" on the

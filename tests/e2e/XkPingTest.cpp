@@ -1,3 +1,4 @@
+#include "KeptUnit.h"
 #include "SonarOutput.h"
 
 #include <gtest/gtest.h>
@@ -54,9 +55,9 @@ Ran_T RunTable(const std::string& profile, const std::string& table, const std::
 {
     std::vector<std::string> options = {"--file", UnitFile("/tmp/t.txt", table)};
     options.insert(options.end(), extra.begin(), extra.end());
-    const std::string dir = MakeUnitDir();
+    const CKeptUnit unit;
+    const std::string& dir = unit.Dir();
     Ran_T ran = {SplitSampleBlocks(RunOnUnit({profile, options, args, dir}).out), Trace(dir)};
-    RemoveTree(dir);
     return ran;
 }
 }
@@ -241,10 +242,10 @@ TEST(Faults, EachShowsOnACommandOfItsFamily)
         if (c.options[c.options.size() - 2] == "--fpga")
             clean.insert(clean.end(), {"--fpga", pk});
         const std::vector<std::string> env = c.profile == std::string("none") ? pkEnv : std::vector<std::string>();
-        const std::string dir = MakeUnitDir();
+        const CKeptUnit unit;
+        const std::string& dir = unit.Dir();
         const std::string out = RunOnUnit({c.profile, c.options, c.args, dir}, env).out;
         const std::string trace = Trace(dir);
-        RemoveTree(dir);
         const std::string expected = RunOnUnit({c.profile, clean, c.args, ""}, env).out;
         if (c.traceOnly)
             EXPECT_EQ(SplitSampleBlocks(out).text, SplitSampleBlocks(expected).text);

@@ -162,6 +162,8 @@ TEST(UnitTarget, CommandLinesOfVirtualAndSshUnits)
     EXPECT_EQ(
         CUnitTarget::Virtual("ql4k", "/b/vunit").CommandLine({"xkping", "t.txt", "0", "2"}).join('|').toStdString(),
         "/b/vunit|ql4k|xkping|t.txt|0|2");
+    EXPECT_EQ(CUnitTarget::Virtual("ql4k", "/b/vunit").CommandLine({"speed", "--unit-dir"}).join('|').toStdString(),
+              "/b/vunit|ql4k|--|speed|--unit-dir");
     CUnitTarget ssh;
     QString error;
     ASSERT_TRUE(CUnitTarget::Ssh("tester@unit-7.lan:2222", ssh, error));

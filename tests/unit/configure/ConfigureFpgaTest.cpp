@@ -2,7 +2,7 @@
 #include "DatabaseLumetPingMetaData.h"
 #include "DatabasePingMetaData.h"
 #include "FPGAIF.h"
-#include "FakeSpiDevice.h"
+#include "FakeDevice.h"
 
 #include <gtest/gtest.h>
 
@@ -19,9 +19,10 @@ struct FacadeRig
     {
         Factory.m_Env = {{"PRODUCT_ID", partNumber}, {model, partNumber}, {"FPGA_CHANNEL_0_COMMS", "/dev/LSfpga0"}};
         Interface.reset(new CFPGAIF(&Factory, 0));
-        Factory.m_Device.m_Writes.clear();
+        Device().m_Writes.clear();
     }
-    CFakeSpiFactory Factory;
+    CFakeDevice& Device() const { return Factory.Device("/dev/LSfpga0"); }
+    CFakeFactory Factory;
     std::unique_ptr<CFPGAIF> Interface;  // its transport stays with the fake device
 };
 
@@ -100,8 +101,8 @@ TEST_F(ConfigureFpgaTest, IdleLowscanChannelReceivesWithItsNeighboursSettings)
         CConfigureFpga configure;
         EXPECT_EQ(configure.Configure(records, configured.Interface.get(), false),
                   direct.Interface->setUpForPing(expected));
-        ASSERT_EQ(configured.Factory.m_Device.m_Writes.size(), 1u);
-        EXPECT_EQ(configured.Factory.m_Device.m_Writes, direct.Factory.m_Device.m_Writes)
+        ASSERT_EQ(configured.Device().m_Writes.size(), 1u);
+        EXPECT_EQ(configured.Device().m_Writes, direct.Device().m_Writes)
             << "channel 0 " << active.first << ", channel 1 " << active.second;
     }
 }
@@ -126,13 +127,13 @@ TEST_F(ConfigureFpgaTest, LumetChannelsAreProgrammedInOrderThenSent)
     record1.SetCalculatedBoostLevel(2);
 
     FacadeRig configured("N41010", "PRODUCT_ID_LUMETV2"), direct("N41010", "PRODUCT_ID_LUMETV2");
-    configured.Factory.m_Device.m_Replies.push_back(Reply({0x00}));
+    configured.Device().m_Replies.push_back(Reply({0x00}));
     CConfigureFpga configure;
     const TSQEventCode_T result = configure.Configure(records, configured.Interface.get());
 
     // The same calls made by hand, in the order the FPGA needs them.
     CFPGAIF& fpga = *direct.Interface;
-    direct.Factory.m_Device.m_Replies.push_back(Reply({0x00}));
+    direct.Device().m_Replies.push_back(Reply({0x00}));
     bLumetStatusByte status = {0};
     fpga.GetStatusRegister(&status);
     const unsigned int centre = 70000;
@@ -150,15 +151,15 @@ TEST_F(ConfigureFpgaTest, LumetChannelsAreProgrammedInOrderThenSent)
     fpga.SetFifoCntrlRegister(bCorFifoCntrlByte{0}, 1);
     EXPECT_EQ(result, fpga.UpdateFPGA());
     EXPECT_EQ(result, 0);
-    EXPECT_EQ(configured.Factory.m_Device.m_Writes, direct.Factory.m_Device.m_Writes);
-    EXPECT_GT(configured.Factory.m_Device.m_Writes.size(), 1u);
+    EXPECT_EQ(configured.Device().m_Writes, direct.Device().m_Writes);
+    EXPECT_GT(configured.Device().m_Writes.size(), 1u);
 
     // Nothing active: only the status read reaches the device, and nothing is left to send.
     record1.SetActive(false);
     FacadeRig idle("N41010", "PRODUCT_ID_LUMETV2");
-    idle.Factory.m_Device.m_Replies.push_back(Reply({0x00}));
+    idle.Device().m_Replies.push_back(Reply({0x00}));
     EXPECT_EQ(configure.Configure(records, idle.Interface.get()), -109);
-    EXPECT_EQ(idle.Factory.m_Device.m_Writes.size(), 1u);
+    EXPECT_EQ(idle.Device().m_Writes.size(), 1u);
 }
 
 TEST(ConfigureFpgaDeathTest, NullArgumentsAreProgrammingFaults)
@@ -180,5 +181,5 @@ TEST(ConfigureFpgaDeathTest, NullArgumentsAreProgrammingFaults)
               configure.Configure(static_cast<const CDatabaseQL6MPingMetaData*>(nullptr), rig.Interface.get(), false));
     EXPECT_EQ(0, configure.Configure(static_cast<const CDatabasePingParametersMessage*>(nullptr), nullptr,
                                      rig.Interface.get(), false));
-    EXPECT_TRUE(rig.Factory.m_Device.m_Writes.empty());
+    EXPECT_TRUE(rig.Device().m_Writes.empty());
 }

@@ -2,22 +2,22 @@
 // splitting, batching, replies), the ping FIFO and the registers.
 
 #include "FPGAIFCorSPI.h"
-#include "FakeSpiDevice.h"
+#include "FakeDevice.h"
 
 #include <gtest/gtest.h>
 
 #include <cerrno>
 #include <poll.h>
 
-typedef CSpiRig<CFPGAIFCorSpi> CCorRig;
+typedef CRig<CFPGAIFCorSpi> CCorRig;
 static const std::string c_Path = "/dev/spidev1.0";
 
 TEST(CorSpiPacketTest, OpensReadWriteConfiguresAfterACleanOpenAndSendsByteExactPackets)
 {
     CCorRig Cor(true, c_Path);
-    EXPECT_EQ(std::vector<std::string>{"/dev/spidev1.0 2 0"}, Cor.Factory.m_Opened);
+    EXPECT_EQ(std::vector<std::string>{"/dev/spidev1.0 2 0"}, Cor.Factory.m_Opens);
     EXPECT_EQ(0, Cor.Transport.SetDebugRegister(0xA5, 0x0012));
-    Cor.Device.m_Replies.push_back({0x07, 0x07});
+    Cor.Device.Answer({0x07, 0x07});
     unsigned char Value = 0;
     EXPECT_EQ(0, Cor.Transport.GetDebugRegister(&Value, 82));
     EXPECT_EQ(7, Value);
@@ -29,11 +29,11 @@ TEST(CorSpiPacketTest, OpensReadWriteConfiguresAfterACleanOpenAndSendsByteExactP
     EXPECT_EQ(0x80047202u, Cor.Device.m_Ioctls[0].Request);
     EXPECT_TRUE(Cor.Device.m_Ioctls[0].bNullArgument);
 
-    CFakeSpiFactory Factory;
-    Factory.m_Device.m_ErrorCode = ENOENT;
+    CFakeFactory Factory;
+    Factory.m_OpenErrors["/dev/none"] = ENOENT;
     CFPGAIFCorSpi Missing(true, "/dev/none", &Factory);
     EXPECT_EQ(ENOENT, Missing.GetErrorCode());
-    EXPECT_TRUE(Factory.m_Device.m_Ioctls.empty());
+    EXPECT_TRUE(Factory.Device("/dev/none").m_Ioctls.empty());
     EXPECT_TRUE(Factory.m_Events.empty());
 }
 
@@ -81,7 +81,7 @@ TEST(CorSpiPacketTest, QueuedPacketsShareATransferUntilTheBound)
         Cor.Transport.CreateCommandPacket(&Buffer, 0x3000, false, true, false);
     EXPECT_EQ(5008u, Cor.Transport.TransmitDataToFPGA());
     EXPECT_EQ(std::vector<Bytes_T>(3, WritePacket(0x3000, Table, true)), Cor.Device.m_Writes);
-    EXPECT_EQ(std::vector<std::string>(2, "3 5 CFPGAIFCorSpi::SendData failed to send data to SPI /dev/spidev1.0"),
+    EXPECT_EQ(std::vector<std::string>(2, "3 5 CFPGAIFCorSpi::SendData|failed to send data to SPI /dev/spidev1.0"),
               Cor.Factory.m_Events);
     EXPECT_EQ(-109, Cor.Transport.UpdateFPGA());  // nothing stays queued
 }
@@ -92,21 +92,23 @@ TEST(CorSpiPacketTest, QueuedPacketsShareATransferUntilTheBound)
 TEST(CorSpiPacketTest, RepliesAreCheckedButOnlyAFailedRequestFailsTheRead)
 {
     CCorRig Cor(true, c_Path);
-    Cor.Device.m_Replies = {{0x12, 0xAB, 0x40, 0xFD}, {0x12, 0xAB, 0x40, 0xCD}};
+    Cor.Device.m_Replies = {Bytes_T{0x12, 0xAB, 0x40, 0xFD}, Bytes_T{0x12, 0xAB, 0x40, 0xCD}};
     std::vector<Bytes_T> Data(4, Bytes_T(3, 0x5A));
     for (Bytes_T& Read : Data)
     {
-        Cor.Device.m_ReadError = &Read == &Data.back() ? EIO : 0;
+        const int Error = &Read == &Data.back() ? EIO : 0;
+        if (Error)
+            Cor.Device.m_Replies.push_back({{}, Error});
         Buffer_Bytes_T Buffer(Read.data(), Read.size());
         EXPECT_EQ(0, Cor.Transport.TestFPGAAccess(&Buffer, 0x40, true, true));
-        EXPECT_EQ(Cor.Device.m_ReadError, Cor.Transport.GetErrorCode());
+        EXPECT_EQ(Error, Cor.Transport.GetErrorCode());
     }
     const Bytes_T Sent = {0x12, 0xAB, 0x40}, Untouched(3, 0x5A);
     EXPECT_EQ((std::vector<Bytes_T>{Sent, Sent, Untouched, Untouched}), Data);
     EXPECT_EQ(std::vector<Bytes_T>(4, ReadPacket(0x40, 3, true)), Cor.Device.m_Writes);
     EXPECT_EQ((std::vector<std::pair<short, int>>(4, {POLLIN, 1000})), Cor.Device.m_Polls);
-    EXPECT_EQ((std::vector<std::string>{"3 0 CFPGAIFCorSpi::ReceiveData chksum ERROR : calculated fd received cd",
-                                        "3 5 CFPGAIFCorSpi::ReceiveData failed to read data from SPI /dev/spidev1.0"}),
+    EXPECT_EQ((std::vector<std::string>{"3 0 CFPGAIFCorSpi::ReceiveData|chksum ERROR : calculated fd received cd",
+                                        "3 5 CFPGAIFCorSpi::ReceiveData|failed to read data from SPI /dev/spidev1.0"}),
               Cor.Factory.m_Events);
 
     Cor.Device.m_FailingWrites = {4};
@@ -133,7 +135,7 @@ TEST(CorSpiPacketTest, GetPingReadsTheFifoThenClearsItUnlessItIsIdle)
     EXPECT_EQ((std::vector<Bytes_T>{Bytes_T(6, 0), ReadPacket(82, 1), Cor.Device.m_Fifo, ReadPacket(82, 1),
                                     WritePacket(81, {2})}),
               Cor.Device.m_Writes);
-    EXPECT_EQ(std::vector<std::string>{"3 0 CFPGAIFCorSpi::ValidateDataCollection "
+    EXPECT_EQ(std::vector<std::string>{"3 0 CFPGAIFCorSpi::ValidateDataCollection|"
                                        "FIFO ERROR:: clearing fifo because fifoStatus 0x5"},
               Cor.Factory.m_Events);
     ASSERT_EQ(5u, Cor.Device.m_Ioctls.size());
@@ -234,7 +236,7 @@ TEST(CorSpiRegisterTest, TransducerIdentificationWaitsForTheInterruptWhenAsked)
         EXPECT_EQ(Case.bSent ? 1u : 0u, Cor.Device.m_Writes.size()) << Name;
         EXPECT_EQ(Case.bWaited ? 2u : 1u, Cor.Device.m_Ioctls.size()) << Name;
         EXPECT_EQ(Case.Error, Cor.Transport.GetErrorCode()) << Name;
-        EXPECT_EQ(std::vector<std::string>(Case.Error != 0, "3 -144 CFPGAIFCorSpi::SetCommandRegister FPGA "
+        EXPECT_EQ(std::vector<std::string>(Case.Error != 0, "3 -144 CFPGAIFCorSpi::SetCommandRegister|FPGA "
                                                             "Transducer ID Interrupt never occurred"),
                   Cor.Factory.m_Events)
             << Name;
@@ -258,7 +260,7 @@ TEST(CorSpiRegisterTest, CentreFrequencyTuningWordFollowsTheFpgaClock)
     };
     for (const auto& Case : Cases)
     {
-        CFakeSpiFactory Factory;
+        CFakeFactory Factory;
         if (Case.FpgaSize)
             Factory.m_Env["QL3B_FPGA_SIZE"] = Case.FpgaSize;
         CFPGAIFCorSpi Transport(true, c_Path, &Factory);
@@ -267,7 +269,7 @@ TEST(CorSpiRegisterTest, CentreFrequencyTuningWordFollowsTheFpgaClock)
         Bytes_T Expected;
         for (int i = 0; i < 4; ++i)
             Expected = Join({Expected, WritePacket(32 + i, {static_cast<UINT8>(Case.Word >> (8 * i))})});
-        EXPECT_EQ(std::vector<Bytes_T>{Expected}, Factory.m_Device.m_Writes) << Case.HundredsOfHz;
+        EXPECT_EQ(std::vector<Bytes_T>{Expected}, Factory.Device(c_Path).m_Writes) << Case.HundredsOfHz;
     }
 }
 

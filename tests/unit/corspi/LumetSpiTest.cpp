@@ -2,7 +2,7 @@
 // once, its tables, read-backs and ping data.
 
 #include "FPGAIFLumetSPI.h"
-#include "FakeSpiDevice.h"
+#include "FakeDevice.h"
 
 #include <gtest/gtest.h>
 
@@ -10,7 +10,7 @@
 #include <cstring>
 #include <poll.h>
 
-typedef CSpiRig<CFPGAIFLumetSPI> CLumetRig;
+typedef CRig<CFPGAIFLumetSPI> CLumetRig;
 static const std::string c_Path = "/dev/spidev2.0";
 
 // Channel 1's block is at 0x8000, any other channel's at 0x4000; wider
@@ -49,13 +49,13 @@ TEST(LumetSpiTest, ChannelRegistersLandInTheChannelsBlock)
 TEST(LumetSpiTest, SharedRegisters)
 {
     CLumetRig Rig(c_Path);
-    EXPECT_EQ(std::vector<std::string>{"/dev/spidev2.0 2 0"}, Rig.Factory.m_Opened);
+    EXPECT_EQ(std::vector<std::string>{"/dev/spidev2.0 2 0"}, Rig.Factory.m_Opens);
     EXPECT_TRUE(Rig.Factory.m_EnvReads.empty());
     CFPGAIFLumetSPI& L = Rig.Transport;
     EXPECT_EQ(0, L.SetCommandRegister({0x02}));
     EXPECT_EQ(0, L.PingNow({0x04}));
     EXPECT_TRUE(Rig.Device.m_Writes.empty());
-    Rig.Device.m_Replies = {Reply({1, 2, 3}), Reply({4, 5, 6}), Reply({7, 8, 9}), {0x11, 0x12}};
+    Rig.Device.m_Replies = {Reply({1, 2, 3}), Reply({4, 5, 6}), Reply({7, 8, 9}), Bytes_T{0x11, 0x12}};
     CorFPGA24BitADCValue_T Values[3] = {};
     for (TSQEventCode_T Result :
          {L.PingNow({0x05}), L.SetWifiLEDRegister({0xBEEF}), L.SetSyncRegister({0x81}), L.GetADCReference(&Values[0]),
@@ -137,5 +137,5 @@ TEST(LumetSpiTest, GetPingTurnsEachFifoByteIntoAFloatAndNeverClearsTheFifo)
     EXPECT_EQ(EIO, Rig.Transport.GetPing(0, &Buffer, eInterruptModeNone));
     EXPECT_EQ(0x4050u, Rig.Device.m_Ioctls[3].PingRead.Address);
     EXPECT_EQ(0xAB, Storage[1]);
-    EXPECT_EQ("3 5 CFPGAIFLumetSPI::SendData failed to send data to SPI /dev/spidev2.0", Rig.Factory.m_Events.at(0));
+    EXPECT_EQ("3 5 CFPGAIFLumetSPI::SendData|failed to send data to SPI /dev/spidev2.0", Rig.Factory.m_Events.at(0));
 }

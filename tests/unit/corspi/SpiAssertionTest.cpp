@@ -1,6 +1,6 @@
 #include "FPGAIFCorSPI.h"
 #include "FPGAIFLumetSPI.h"
-#include "FakeSpiDevice.h"
+#include "FakeDevice.h"
 
 #include <gtest/gtest.h>
 
@@ -10,10 +10,10 @@
 // the Cor transport's locations are the ones its field reports have always had.
 TEST(SpiAssertionDeathTest, ProgrammingFaultsEndTheRunNamingTheirCondition)
 {
-    CFakeSpiFactory Factory;
+    CFakeFactory Factory;
     const std::string Path = "/dev/spidev1.0";
-    CSpiRig<CFPGAIFCorSpi> CorRig(true, Path);
-    CSpiRig<CFPGAIFLumetSPI> LumetRig(Path);
+    CRig<CFPGAIFCorSpi> CorRig(true, Path);
+    CRig<CFPGAIFLumetSPI> LumetRig(Path);
     CFPGAIFCorSpi& C = CorRig.Transport;
     CFPGAIFLumetSPI& L = LumetRig.Transport;
     UINT8 Storage[4 * 2049];

@@ -31,7 +31,7 @@ std::string Opened(const std::string& Path)
 
 std::string FacadeEvent(int Code, const std::string& Text)
 {
-    return "6 " + std::to_string(Code) + " CFPGAIF::CFPGAIF " + Text;
+    return "6 " + std::to_string(Code) + " CFPGAIF::CFPGAIF|" + Text;
 }
 }
 
@@ -89,7 +89,7 @@ TEST(FacadeConstructionTest, EachProductGetsItsTransportOnItsDevice)
     for (const auto& Case : Cases)
     {
         SCOPED_TRACE(Case.Unit);
-        CDevicePerPathFactory Factory;
+        CFakeFactory Factory;
         PutUnit(Factory, Case.ProductId, Case.Channel0, Case.Channel1);
         if (Case.NamedModel)
             Factory.m_Env[Case.NamedModel] = Case.ProductId;
@@ -100,7 +100,7 @@ TEST(FacadeConstructionTest, EachProductGetsItsTransportOnItsDevice)
         std::vector<std::string> Opens;
         for (const std::string& Device : Case.Devices)
             Opens.push_back(Opened(Device));
-        EXPECT_EQ(Opens, Factory.m_Opened);
+        EXPECT_EQ(Opens, Factory.m_Opens);
 
         SWVersion_T Version = {};
         if (!Case.Link.TransportClass)
@@ -113,7 +113,7 @@ TEST(FacadeConstructionTest, EachProductGetsItsTransportOnItsDevice)
         std::vector<std::string> Events = {FacadeEvent(0, Case.Announcement)};
         if (Link.ErrorCodeText)
             Events.push_back(FacadeEvent(ENOENT, Link.ErrorCodeText));
-        EXPECT_EQ(Events, Factory.FacadeEvents());
+        EXPECT_EQ(Events, FacadeEvents(Factory));
         EXPECT_EQ(ENOENT, Facade.GetErrorCode());
 
         // The transport names itself when it cannot send.
@@ -123,7 +123,7 @@ TEST(FacadeConstructionTest, EachProductGetsItsTransportOnItsDevice)
         Facade.GetVersion(&Version);
         ASSERT_LT(Before, Factory.m_Events.size());
         const std::string& Failure = Factory.m_Events[Before];
-        EXPECT_EQ(0u, Failure.find("3 " + std::to_string(EIO) + " " + Link.TransportClass + "::SendData ")) << Failure;
+        EXPECT_EQ(0u, Failure.find("3 " + std::to_string(EIO) + " " + Link.TransportClass + "::SendData|")) << Failure;
         EXPECT_EQ(Failure.size() - Device.size(), Failure.rfind(Device)) << Failure;
     }
 }
@@ -145,17 +145,17 @@ TEST(FacadeConstructionTest, Ql6mElementZeroIsOnChannel1WithoutTheTransducerInte
     for (const auto& Case : Cases)
     {
         SCOPED_TRACE(std::string(Case.ProductId) + " element " + std::to_string(Case.Element));
-        CDevicePerPathFactory Factory;
+        CFakeFactory Factory;
         PutUnit(Factory, Case.ProductId, "/dev/LSfpga0", "/dev/LSfpga1");
         CFPGAIF Facade(&Factory, Case.Element);
-        EXPECT_EQ(std::vector<std::string>{Opened(Case.Device)}, Factory.m_Opened);
+        EXPECT_EQ(std::vector<std::string>{Opened(Case.Device)}, Factory.m_Opens);
 
         // A transducer-identification command waits for the interrupt only
         // with the option on.
-        const CFakeSpiDevice& Device = Factory.Device(Case.Device);
+        const CFakeDevice& Device = Factory.Device(Case.Device);
         EXPECT_EQ(0, Facade.SetCommandRegister(bFpgaCommandByte{0x04}));
         bool bWaited = false;
-        for (const CFakeSpiDevice::Ioctl_T& Call : Device.m_Ioctls)
+        for (const CFakeDevice::Ioctl_T& Call : Device.m_Ioctls)
             bWaited = bWaited || Call.Request == c_CorSpiIoctlWaitForInterrupt;
         EXPECT_EQ(Case.bTransducerInterrupt, bWaited);
         EXPECT_EQ(Case.bTransducerInterrupt, !Device.m_Writes.empty());
@@ -166,7 +166,7 @@ TEST(FacadeConstructionTest, Ql6mElementZeroIsOnChannel1WithoutTheTransducerInte
 // and no V5, whose units keep variant 0.
 TEST(FacadeConstructionTest, LumetV5IsMatchedOnceAndSkippedByTheVariantPass)
 {
-    CDevicePerPathFactory Factory;
+    CFakeFactory Factory;
     PutUnit(Factory, "N41013");
     CFPGAIF Facade(&Factory, 0);
     const std::vector<std::string> Reads = {
@@ -183,7 +183,7 @@ TEST(FacadeConstructionDeathTest, ProgrammingFaultsEndTheRun)
                  "Utilities/FPGAIF\\.cpp:45: .*Assertion .pFactory && \"No Factory Passed to CFPGAIF\". failed");
     for (const char* ProductId : {"N41005", "N41013"})
     {
-        CDevicePerPathFactory Factory;
+        CFakeFactory Factory;
         PutUnit(Factory, ProductId);
         CFPGAIF Facade(&Factory, 0);
         EXPECT_DEATH(Facade.Flush(0), AssertionPattern("FPGAIF", 0, "pUart && \"Flush is only for UART products\""));

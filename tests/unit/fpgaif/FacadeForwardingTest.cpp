@@ -7,6 +7,7 @@
 
 #include <cstring>
 #include <functional>
+#include <memory>
 
 namespace
 {
@@ -26,13 +27,13 @@ struct CUnit
         size_t Count = 0;
         for (const auto& Path : Factory.m_Devices)
         {
-            const CFakeSpiDevice& Device = *Path.second;
+            const CFakeDevice& Device = *Path.second;
             Count += Device.m_Writes.size() + Device.m_Ioctls.size() + Device.m_Polls.size();
             Count += Device.m_ReadSizes.size();
         }
         return Count;
     }
-    CDevicePerPathFactory Factory;
+    CFakeFactory Factory;
     std::unique_ptr<CFPGAIF> Facade;
 };
 
@@ -54,7 +55,7 @@ void ExpectSameWire(const std::vector<DirectCase_T<Transport_T>>& Cases, Args_T.
     {
         SCOPED_TRACE(std::string(Case.ProductId) + " " + Case.What);
         CUnit Unit(Case.ProductId);
-        CSpiRig<Transport_T> Direct(TransportArguments..., c_Channel0Device);
+        CRig<Transport_T> Direct(TransportArguments..., c_Channel0Device);
         EXPECT_EQ(Case.Direct ? Case.Direct(Direct.Transport) : 0, Case.ThroughFacade(*Unit.Facade));
         EXPECT_EQ(Direct.Transport.UpdateFPGA(), Unit.Facade->UpdateFPGA());
         EXPECT_EQ(Direct.Device.m_Writes, Unit.Factory.Device(c_Channel0Device).m_Writes);
@@ -149,8 +150,12 @@ TEST(FacadeForwardingTest, EveryOperationWithoutAnInterfaceAnswersMinus177)
         [](CFPGAIF& F) { return F.SetNumberOfSamplesToReceive(512, 0); },
         [](CFPGAIF& F) { return F.SetSteppedAnalogueGain(5, 0); },
         [](CFPGAIF& F) { return F.SetBoostLevel(3); },
-        [](CFPGAIF& F) { return F.SetChirpTable({{0x10, 0x200}}); },
-        [](CFPGAIF& F) { return F.SetTVGTable({{10, 20}}); },
+        [](CFPGAIF& F) {
+            return F.SetChirpTable({{0x10, 0x200}});
+        },
+        [](CFPGAIF& F) {
+            return F.SetTVGTable({{10, 20}});
+        },
         [](CFPGAIF& F) { return F.SetBasebandFilterSubSample(8); },
         [](CFPGAIF& F) { return F.SetBaseBandFilterSelection(1); },
         [&](CFPGAIF& F) { return F.SetBaseBandFilterCentreFreq(Frequency, 0); },
@@ -257,7 +262,7 @@ TEST(FacadeForwardingTest, OnlyTheNrVariantsReachTheLumetAdcReadBacks)
             unsigned int Value = 0xDEADBEEF;
             const TSQEventCode_T Result = ((*Unit.Facade).*Getter.first)(&Value);
 
-            CSpiRig<CFPGAIFLumetSPI> Direct(c_Channel0Device);
+            CRig<CFPGAIFLumetSPI> Direct(c_Channel0Device);
             Direct.Device.m_Replies.push_back(Answer);
             CorFPGA24BitADCValue_T Expected = 0xDEADBEEF;
             EXPECT_EQ(bNr ? (Direct.Transport.*Getter.second)(&Expected) : -177, Result);
@@ -274,8 +279,8 @@ TEST(FacadeForwardingTest, PingReadsReachTheChannelTheyName)
 
     // UART: channel 1 answers only a ping read and a flush.
     CUnit Uart("N41002");
-    CFakeSpiDevice& Uart0 = Uart.Factory.Device(c_Channel0Device);
-    CFakeSpiDevice& Uart1 = Uart.Factory.Device(c_Channel1Device);
+    CFakeDevice& Uart0 = Uart.Factory.Device(c_Channel0Device);
+    CFakeDevice& Uart1 = Uart.Factory.Device(c_Channel1Device);
     Uart.Facade->GetPing(1, &Samples, &Values);
     EXPECT_TRUE(Uart0.m_Polls.empty());
     EXPECT_FALSE(Uart1.m_Polls.empty());
@@ -297,11 +302,11 @@ TEST(FacadeForwardingTest, PingReadsReachTheChannelTheyName)
 
     // Lumet: the int is the driver's interrupt mode.
     CUnit Lumet("N41016");
-    CSpiRig<CFPGAIFLumetSPI> Direct(c_Channel0Device);
+    CRig<CFPGAIFLumetSPI> Direct(c_Channel0Device);
     Samples.size(128);
     const TSQEventCode_T Expected = Direct.Transport.GetPing(1, &Samples, static_cast<InterruptMode_T>(3));
     EXPECT_EQ(Expected, Lumet.Facade->GetPing(1, &Samples, 3));
-    const std::vector<CFakeSpiDevice::Ioctl_T>& Calls = Lumet.Factory.Device(c_Channel0Device).m_Ioctls;
+    const std::vector<CFakeDevice::Ioctl_T>& Calls = Lumet.Factory.Device(c_Channel0Device).m_Ioctls;
     ASSERT_EQ(Direct.Device.m_Ioctls.size(), Calls.size());
     for (size_t i = 0; i < Calls.size(); ++i)
         EXPECT_EQ(Words(Direct.Device.m_Ioctls[i].PingRead), Words(Calls[i].PingRead));

@@ -2,45 +2,23 @@
 #define FACADERIG_H
 
 #include "FPGAIF.h"
-#include "FakeSpiDevice.h"
+#include "FakeDevice.h"
 
-#include <memory>
+#include <string>
+#include <vector>
 
-// A fake device per opened path, so that a unit's two FPGA channels can be
-// told apart. A path listed in m_OpenErrors fails to open with that errno.
-class CDevicePerPathFactory : public CFakeSpiFactory
+// The events the facade sent itself, without the transports' own.
+inline std::vector<std::string> FacadeEvents(const CFakeFactory& Factory)
 {
-public:
-    IOSSFile* CreateFile(const char* Name, int flags, int mode) override
-    {
-        CFakeSpiFactory::CreateFile(Name, flags, mode);
-        std::unique_ptr<CFakeSpiDevice>& Slot = m_Devices[Name];
-        if (!Slot)
-        {
-            Slot = std::make_unique<CFakeSpiDevice>();
-            Slot->m_ErrorCode = m_OpenErrors.count(Name) ? m_OpenErrors.at(Name) : 0;
-        }
-        return Slot.get();
-    }
-
-    CFakeSpiDevice& Device(const std::string& Path) { return *m_Devices.at(Path); }
-
-    // The events the facade sent itself, without the transports' own.
-    std::vector<std::string> FacadeEvents() const
-    {
-        std::vector<std::string> Events;
-        for (const std::string& Event : m_Events)
-            if (Event.find(" CFPGAIF::CFPGAIF ") != std::string::npos)
-                Events.push_back(Event);
-        return Events;
-    }
-
-    std::map<std::string, int> m_OpenErrors;
-    std::map<std::string, std::unique_ptr<CFakeSpiDevice>> m_Devices;
-};
+    std::vector<std::string> Events;
+    for (const std::string& Event : Factory.m_Events)
+        if (Event.find(" CFPGAIF::CFPGAIF|") != std::string::npos)
+            Events.push_back(Event);
+    return Events;
+}
 
 // The product variables exactly as the sonar controller puts them.
-inline void PutControllerEnvironment(CFakeSpiFactory& Factory)
+inline void PutControllerEnvironment(CFakeFactory& Factory)
 {
     static const char* const c_ProductTable[] = {
         "PRODUCT_ID_Varrow=N41001",
@@ -76,7 +54,7 @@ inline void PutControllerEnvironment(CFakeSpiFactory& Factory)
 }
 
 // A unit of that identity, with the channel variables (null: left unset).
-inline void PutUnit(CFakeSpiFactory& Factory, const char* ProductId, const char* Channel0 = "/dev/LSfpga0",
+inline void PutUnit(CFakeFactory& Factory, const char* ProductId, const char* Channel0 = "/dev/LSfpga0",
                     const char* Channel1 = nullptr)
 {
     PutControllerEnvironment(Factory);

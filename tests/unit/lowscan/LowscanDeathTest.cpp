@@ -11,7 +11,7 @@
 
 TEST(LowscanDeathTest, ProgrammingFaultsEndTheRunNamingTheirCondition)
 {
-    CFakeFactory Factory;
+    CFakeFactory Factory(TRANSPORT_OWNS_DEVICES);
     CFPGAIFLSUart Uart("/dev/fake", &Factory);
     CFPGAIFLSSPI Spi("/dev/fake", &Factory);
     SetRegisterData_T Records[2];

@@ -7,7 +7,17 @@
 #include <gtest/gtest.h>
 
 typedef CRig<CFPGAIFLSSPI> SpiRig;
-typedef std::pair<unsigned long, int*> Ioctl_T;
+namespace
+{
+// The requests and whether each came without an argument.
+std::vector<std::pair<unsigned long, bool>> Requests(const CFakeDevice& Device)
+{
+    std::vector<std::pair<unsigned long, bool>> Requests;
+    for (const CFakeDevice::Ioctl_T& Call : Device.m_Ioctls)
+        Requests.emplace_back(Call.Request, Call.bNullArgument);
+    return Requests;
+}
+}
 
 // The configure request's answer is not kept, and a failed open skips it.
 TEST(LowscanSpiTest, ConstructionConfiguresTheDriverAfterACleanOpenAndWaitForDataAsksForTheInterrupt)
@@ -18,15 +28,15 @@ TEST(LowscanSpiTest, ConstructionConfiguresTheDriverAfterACleanOpenAndWaitForDat
     R.Device.m_IoctlResult = -1;
     EXPECT_EQ(-1, R.Transport.WaitForData());
     EXPECT_EQ(-1, R.Transport.GetErrorCode());
-    EXPECT_EQ((std::vector<Ioctl_T>{{0x80047202, nullptr}, {0x80047203, nullptr}, {0x80047203, nullptr}}),
-              R.Device.m_Ioctls);
+    EXPECT_EQ((std::vector<std::pair<unsigned long, bool>>{{0x80047202, true}, {0x80047203, true}, {0x80047203, true}}),
+              Requests(R.Device));
 
-    CFakeFactory Failing;
+    CFakeFactory Failing(TRANSPORT_OWNS_DEVICES);
     Failing.m_IoctlResult = -1;
     CFPGAIFLSSPI Unconfigured("/dev/LSfpga0", &Failing);
     EXPECT_EQ(1u, Failing.m_pDevice->m_Ioctls.size());
     EXPECT_EQ(0, Unconfigured.GetErrorCode());
-    Failing.m_OpenError = ENOENT;
+    Failing.m_OpenErrors["/dev/LSfpga9"] = ENOENT;
     CFPGAIFLSSPI Missing("/dev/LSfpga9", &Failing);
     EXPECT_EQ(ENOENT, Missing.GetErrorCode());
     EXPECT_TRUE(Failing.m_pDevice->m_Ioctls.empty());
@@ -62,8 +72,8 @@ TEST(LowscanSpiTest, SetUpForPingSendsOne85ByteRequestOfFourteenRecords)
 TEST(LowscanSpiTest, RequestsAndTheirReplies)
 {
     SpiRig R;
-    R.Device.Reply({0x00, 0x00, 0x2A, 0x07});
-    R.Device.Reply({0x12, 0x34, 0x56, 0x00, 0x00, 0x01, 0xFF, 0xFF, 0xFE});
+    R.Device.Answer({0x00, 0x00, 0x2A, 0x07});
+    R.Device.Answer({0x12, 0x34, 0x56, 0x00, 0x00, 0x01, 0xFF, 0xFF, 0xFE});
     SWVersion_T Version = {0xFF, 0xFF};
     LSADCReadings_T Adc;
     for (TSQEventCode_T Result : {R.Transport.PingNow(), R.Transport.Echo("ok"), R.Transport.Echo(""),
@@ -74,8 +84,8 @@ TEST(LowscanSpiTest, RequestsAndTheirReplies)
               R.Device.m_Writes);
     EXPECT_EQ((std::vector<size_t>{4, 9}), R.Device.m_ReadSizes);
 
-    R.Device.m_FailWritesFrom = 0;
-    R.Device.Reply({0x01, 0x02, 0x03});
+    R.Device.m_FailingWrites = {R.Device.m_Writes.size(), R.Device.m_Writes.size() + 1};
+    R.Device.Answer({0x01, 0x02, 0x03});
     EXPECT_EQ(-171, R.Transport.GetVersion(&Version));
     EXPECT_EQ(-171, R.Transport.GetADCReadings(&Adc));
     EXPECT_EQ(0x2A, Version.Major);
@@ -103,8 +113,8 @@ TEST(LowscanSpiTest, GetPingAsksForItsChannelsPacketAndUnpacksIt)
     for (const auto& Case : Cases)
     {
         SpiRig R;
-        R.Device.m_FailWritesFrom = 0;
-        R.Device.Reply(PingPacket(
+        R.Device.m_FailingWrites = {0};
+        R.Device.Answer(PingPacket(
             Case.Samples, [](size_t i) { return UINT8(i + 40); },
             [](size_t Block, int Half) { return unsigned(4000 - 100 * Block - Half); }));
         Bytes_T Samples(4 * Case.Samples), Values(64), Request(Case.Length + 1, 0);

@@ -14,7 +14,7 @@ typedef CRig<CFPGAIFLSUart> UartRig;
 
 TEST(LowscanUartTest, ConstructionOpensTheDeviceAndReportsOnlyAFailedSerialSetUp)
 {
-    CFakeFactory Factory;
+    CFakeFactory Factory(TRANSPORT_OWNS_DEVICES);
     CFPGAIFLSUart Uart("/dev/ttyFake", &Factory);
     EXPECT_EQ(std::vector<std::string>{"/dev/ttyFake 2 0"}, Factory.m_Opens);
     EXPECT_EQ(EBADF, Uart.GetErrorCode());
@@ -25,7 +25,7 @@ TEST(LowscanUartTest, ConstructionOpensTheDeviceAndReportsOnlyAFailedSerialSetUp
               Factory.m_Events);
 
     Factory.m_Events.clear();
-    Factory.m_OpenError = ENOENT;
+    Factory.m_OpenErrors["/dev/ttyMissing"] = ENOENT;
     CFPGAIFLSUart Missing("/dev/ttyMissing", &Factory);
     EXPECT_EQ(ENOENT, Missing.GetErrorCode());
     EXPECT_TRUE(Factory.m_Events.empty());
@@ -44,7 +44,7 @@ TEST(LowscanUartTest, FramesAreByteExact)
     Bytes_T Reply(1024, 0x77);
     Reply[2] = 0x12;
     Reply[3] = 0x34;
-    R.Device.Reply(Reply);
+    R.Device.Answer(Reply);
     SWVersion_T Version = {0xAA, 0xBB};
     CFPGAIFLSUart& U = R.Transport;
     for (TSQEventCode_T Result :
@@ -75,7 +75,7 @@ TEST(LowscanUartTest, FramesAreByteExact)
         R.Device.m_Writes);
     EXPECT_EQ(std::vector<size_t>{1024}, R.Device.m_ReadSizes);
 
-    R.Device.Reply(Bytes_T(1023, 0x01));
+    R.Device.Answer(Bytes_T(1023, 0x01));
     EXPECT_EQ(-171, R.Transport.GetVersion(&Version));
     EXPECT_EQ(0x12, Version.Major);  // the failed read changed nothing
     EXPECT_EQ(0x34, Version.Minor);
@@ -89,7 +89,8 @@ TEST(LowscanUartTest, SetUpForPingWritesBothBlocksThenGainAndBoostAndStopsAtTheF
     for (int Failing = -1; Failing < 14; ++Failing)
     {
         UartRig R;
-        R.Device.m_FailWritesFrom = Failing;
+        if (Failing >= 0)
+            R.Device.m_FailingWrites = {size_t(Failing)};
         const int Expected = Failing < 0 ? 0 : EIO;
         EXPECT_EQ(Expected, R.Transport.setUpForPing(SampleConfiguration())) << Failing;
         EXPECT_EQ(Expected, R.Transport.GetErrorCode());
@@ -102,7 +103,7 @@ TEST(LowscanUartTest, SetUpForPingWritesBothBlocksThenGainAndBoostAndStopsAtTheF
 TEST(LowscanUartTest, FailuresAreReportedAndKeptUntilTheNextSuccess)
 {
     UartRig R;
-    R.Device.m_FailWritesFrom = 0;
+    R.Device.m_FailingWrites = {0};
     EXPECT_EQ(EIO, R.Transport.PingNow());
     EXPECT_EQ(EIO, R.Transport.GetErrorCode());
     EXPECT_EQ(-173, R.Transport.Flush());
@@ -110,7 +111,7 @@ TEST(LowscanUartTest, FailuresAreReportedAndKeptUntilTheNextSuccess)
     EXPECT_EQ((std::vector<std::string>{"3 5 CFPGAIFLSUart::SendData|failed to send data to UART /dev/fake",
                                         "3 -173 CFPGAIFLSUart::Flush|Flush failed on UART /dev/fake"}),
               R.Factory.m_Events);
-    R.Device.m_FailWritesFrom = -1;
+    R.Device.m_FailingWrites.clear();
     EXPECT_EQ(0, R.Transport.SetAnalogueGainLevel(1));
     EXPECT_EQ(0, R.Transport.GetErrorCode());
 }
@@ -160,7 +161,7 @@ TEST(LowscanUartTest, ReceiveLoop)
 TEST(LowscanUartTest, GetPingReadsThePacketWithoutARequestAndUnpacksAPartialBlock)
 {
     UartRig R;
-    R.Device.Reply(PingPacket(
+    R.Device.Answer(PingPacket(
         130, [](size_t i) { return UINT8(255 - i); }, [](size_t, int Half) { return Half ? 0xFFFu : 0x001u; }));
     Bytes_T Samples(130 * 4, 0), Values(5 * 4, 0xCC);
     Buffer_Bytes_T SampleBuffer(Samples.data(), Samples.size()), ValueBuffer(Values.data(), Values.size());
@@ -173,7 +174,7 @@ TEST(LowscanUartTest, GetPingReadsThePacketWithoutARequestAndUnpacksAPartialBloc
     EXPECT_EQ(Bytes_T(4, 0xCC), Bytes_T(Values.begin() + 16, Values.end()));
 
     // A short packet leaves the samples alone.
-    R.Device.Reply(Bytes_T(100, 9));
+    R.Device.Answer(Bytes_T(100, 9));
     EXPECT_EQ(-171, R.Transport.GetPing(c_Channel0, &SampleBuffer, &ValueBuffer));
     EXPECT_EQ(S, Floats(Samples));
 }

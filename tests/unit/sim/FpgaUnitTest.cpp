@@ -1,6 +1,7 @@
 // The library's FPGA transports against the simulated FPGAs, through the
 // real device paths of virtual units (the device shim preloaded), and the
 // launcher's views of a unit.
+#include "KeptUnit.h"
 #include "UnitRunner.h"
 
 #include <gtest/gtest.h>
@@ -28,13 +29,13 @@ struct Run_T
 Run_T Smoke(const std::string& profile, const std::string& family, std::vector<std::string> options = {},
             const std::string& extra = std::string())
 {
-    UnitRun_T run{profile, options, {"--run", FPGA_SMOKE, family}, MakeUnitDir()};
+    const CKeptUnit unit;
+    UnitRun_T run{profile, options, {"--run", FPGA_SMOKE, family}, unit.Dir()};
     if (!extra.empty())
         run.args.push_back(extra);
     Run_T out;
     out.result = RunOnUnit(run);
     out.trace = ReadHostFile(run.unitDir + "/root/vunit/fpga.trace");
-    RemoveTree(run.unitDir);
     return out;
 }
 
@@ -47,15 +48,11 @@ bool Has(const std::string& text, const std::string& part)
 // that a run leaves behind, and nothing of the host's temporary folder.
 struct Scratch_T
 {
-    Scratch_T() : dir(MakeUnitDir()), saved(getenv("TMPDIR") ? getenv("TMPDIR") : "")
+    Scratch_T() : dir(folder.Dir()), saved(getenv("TMPDIR") ? getenv("TMPDIR") : "")
     {
         setenv("TMPDIR", dir.c_str(), 1);
     }
-    ~Scratch_T()
-    {
-        saved.empty() ? unsetenv("TMPDIR") : setenv("TMPDIR", saved.c_str(), 1);
-        RemoveTree(dir);
-    }
+    ~Scratch_T() { saved.empty() ? unsetenv("TMPDIR") : setenv("TMPDIR", saved.c_str(), 1); }
     // Every path below the folder, with the content of each file.
     std::vector<std::string> Listing() const
     {
@@ -73,6 +70,7 @@ struct Scratch_T
         std::ofstream(dir + "/" + name) << content;
         return dir + "/" + name;
     }
+    const CKeptUnit folder;
     std::string dir;
     std::string saved;
 };
@@ -214,6 +212,70 @@ TEST(Launcher, RefusesWhatWouldReachOutsideTheUnit)
     }
     EXPECT_EQ(before, scratch.Listing());
     EXPECT_FALSE(fs::exists("/escape"));
+}
+
+// vunit's own words go before the profile; after it, up to a "--", one of
+// them is a mistake. A program that is not there is named before any unit is built.
+TEST(Launcher, CommandLineWordsAfterTheProfile)
+{
+    Scratch_T scratch;
+    const std::string plain = scratch.Put("plain", "not a program\n");
+    const std::string after = " after the profile: vunit's options go before PROFILE (write -- before words meant for "
+                              "the program)\n";
+    const struct
+    {
+        std::vector<std::string> options;
+        const char* profile;
+        std::vector<std::string> args;
+        int status;
+        std::string out, err;
+    } cases[] = {
+        {{}, "varrow", {"--unit-dir", scratch.dir + "/kept", "batteryvoltage"}, 2, "", "vunit: --unit-dir" + after},
+        {{}, "varrow", {"batteryvoltage", "--help"}, 2, "", "vunit: --help" + after},
+        {{}, "none", {"--run", "/bin/echo", "--net"}, 2, "", "vunit: --net" + after},
+        {{}, "none", {"true", "--run", "/bin/echo"}, 2, "", "vunit: --run" + after},
+        {{"--run", "/bin/echo"},
+         "none",
+         {},
+         2,
+         "",
+         "vunit: --run comes after the profile: vunit [options] PROFILE "
+         "--run PROGRAM\n"},
+        {{}, "none", {"--run", "/no/such/program"}, 2, "", "vunit: --run: cannot find the program /no/such/program\n"},
+        {{}, "none", {"--run", plain}, 2, "", "vunit: --run: the program " + plain + " is not executable\n"},
+        {{"--sonarbench", "/no/sonarbench"},
+         "none",
+         {"speed"},
+         2,
+         "",
+         "vunit: --sonarbench: cannot find the program /no/sonarbench\n"},
+        {{},
+         "none",
+         {"--run", "/bin/echo", "-h", "--weird", "--", "--unit-dir", "--"},
+         0,
+         "-h --weird --unit-dir --\n",
+         ""},
+        {{}, "none", {"--run", "/bin/echo", "--", "--run", "x"}, 0, "--run x\n", ""},
+    };
+    for (const auto& c : cases)
+    {
+        const RunResult_T run = RunOnUnit({c.profile, c.options, c.args, ""});
+        EXPECT_EQ(c.status, run.status) << c.err;
+        EXPECT_EQ(c.out, run.out);
+        EXPECT_EQ(c.err, run.err);
+    }
+    EXPECT_EQ(std::vector<std::string>{"/plain=not a program\n"}, scratch.Listing());
+
+    const RunResult_T help = RunOnUnit({"varrow", {"--help"}, {"batteryvoltage"}, ""});
+    EXPECT_EQ(0, help.status);
+    EXPECT_EQ(0u, help.out.find("usage: vunit [options] PROFILE [COMMAND [ARGUMENTS...]]\n")) << help.out;
+    EXPECT_EQ("", help.err);
+    const RunResult_T shortHelp = RunOnUnit({"varrow", {"-h"}, {}, ""});
+    EXPECT_EQ(help.out, shortHelp.out);
+    EXPECT_EQ(0, shortHelp.status);
+    const RunResult_T passed = RunOnUnit({"varrow", {}, {"--", "--unit-dir"}, ""});
+    EXPECT_NE(std::string::npos, passed.out.find("ERROR: First Parameter not recognized: ./sonarbench --unit-dir \n"))
+        << passed.out;
 }
 
 // A kept unit starts each run from the profile alone: what a program left,
