@@ -67,7 +67,10 @@ QByteArray CJsonWriter::Document(const StationResults_T& results) const
         QJsonArray steps;
         for (const StepResult_T& step : unit.steps)
             steps.append(Step(step));
-        units.append(QJsonObject{{"unit", unit.unit}, {"met", unit.met}, {"steps", steps}});
+        QJsonObject object{{"unit", unit.unit}, {"met", unit.met}, {"steps", steps}};
+        if (!unit.unreachable.isEmpty())
+            object.insert("unreachable", unit.unreachable);
+        units.append(object);
     }
     const QJsonObject root{{"plan", results.plan}, {"met", results.met}, {"units", units}};
     return QJsonDocument(root).toJson(QJsonDocument::Indented);

@@ -37,10 +37,13 @@ QString CJunitWriter::XmlText(const QString& text)
 void CJunitWriter::Suite(QXmlStreamWriter& xml, const UnitResult_T& unit) const
 {
     int failures = 0;
+    int skipped = 0;
     double seconds = 0;
     for (const StepResult_T& step : unit.steps)
     {
-        failures += step.met ? 0 : 1;
+        const bool notRun = step.verdict == c_NotRunVerdict;
+        skipped += notRun ? 1 : 0;
+        failures += step.met || notRun ? 0 : 1;
         seconds += step.seconds;
     }
     xml.writeStartElement("testsuite");
@@ -48,6 +51,7 @@ void CJunitWriter::Suite(QXmlStreamWriter& xml, const UnitResult_T& unit) const
     xml.writeAttribute("tests", QString::number(unit.steps.size()));
     xml.writeAttribute("failures", QString::number(failures));
     xml.writeAttribute("errors", "0");
+    xml.writeAttribute("skipped", QString::number(skipped));
     xml.writeAttribute("time", Seconds(seconds));
     for (const StepResult_T& step : unit.steps)
     {
@@ -55,6 +59,13 @@ void CJunitWriter::Suite(QXmlStreamWriter& xml, const UnitResult_T& unit) const
         xml.writeAttribute("classname", XmlText(unit.unit));
         xml.writeAttribute("name", XmlText(step.name));
         xml.writeAttribute("time", Seconds(step.seconds));
+        if (step.verdict == c_NotRunVerdict)
+        {
+            xml.writeStartElement("skipped");
+            xml.writeAttribute("message",
+                               XmlText(QString("not run: %1 is unreachable: %2").arg(unit.unit, unit.unreachable)));
+            xml.writeEndElement();
+        }
         for (const ExpectationResult_T& expectation : step.expectations)
         {
             if (expectation.met)
@@ -83,13 +94,12 @@ QByteArray CJunitWriter::Document(const StationResults_T& results) const
     QXmlStreamWriter xml(&document);
     xml.setAutoFormatting(true);
     xml.writeStartDocument();
-    size_t tests = 0;
-    size_t failures = 0;
-    results.CountSteps(tests, failures);
+    // Steps that never ran are counted per unit, as skipped: this element has no place for them.
+    const StepCounts_T counts = results.Count();
     xml.writeStartElement("testsuites");
     xml.writeAttribute("name", XmlText(results.plan));
-    xml.writeAttribute("tests", QString::number(tests));
-    xml.writeAttribute("failures", QString::number(failures));
+    xml.writeAttribute("tests", QString::number(counts.steps));
+    xml.writeAttribute("failures", QString::number(counts.unmet));
     xml.writeAttribute("errors", "0");
     xml.writeAttribute("time", Seconds(results.seconds));
     for (const UnitResult_T& unit : results.units)

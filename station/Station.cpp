@@ -1,5 +1,6 @@
 #include "Station.h"
 
+#include "Console.h"
 #include "ReportParser.h"
 
 #include <QElapsedTimer>
@@ -43,6 +44,8 @@ void CStation::RunUnit(const CUnitTarget& unit, UnitResult_T& result)
 {
     result.unit = unit.Name();
     result.met = true;
+    if (!Reach(unit, result))
+        return;
     for (const PlanStep_T& step : m_Plan.Steps())
     {
         if (CStepRunner::StopRequested())
@@ -51,6 +54,32 @@ void CStation::RunUnit(const CUnitTarget& unit, UnitResult_T& result)
         result.met = result.met && result.steps.back().met;
         Report(unit.Name(), result.steps.back());
     }
+}
+
+bool CStation::Reach(const CUnitTarget& unit, UnitResult_T& result)
+{
+    const QStringList probe = unit.ProbeCommandLine();
+    if (probe.isEmpty())
+        return true;
+    const RunResult_T run = m_Runner.Run(probe, c_ProbeSeconds);
+    // ssh exits with 255 when it could not connect or log in; -1: it never started.
+    if (CStepRunner::StopRequested() || (run.exitStatus != 255 && run.exitStatus != -1 && !run.timedOut))
+        return true;
+    const QList<QByteArray> lines = run.errors.trimmed().split('\n');
+    result.unreachable = QString::fromLocal8Bit(lines.last()).trimmed();
+    if (result.unreachable.isEmpty())
+        result.unreachable = run.timedOut ? QString("no answer in %1 s").arg(c_ProbeSeconds) : "ssh could not connect";
+    for (const PlanStep_T& step : m_Plan.Steps())
+    {
+        StepResult_T notRun;
+        notRun.name = step.name;
+        notRun.command = step.command;
+        notRun.verdict = c_NotRunVerdict;
+        result.steps.push_back(notRun);
+    }
+    result.met = false;
+    Say(CConsole::UnreachableLine(result));
+    return false;
 }
 
 StepResult_T CStation::RunStep(const CUnitTarget& unit, const PlanStep_T& step) const
@@ -76,10 +105,15 @@ StepResult_T CStation::RunStep(const CUnitTarget& unit, const PlanStep_T& step) 
 
 void CStation::Report(const QString& unit, const StepResult_T& step)
 {
+    Say(CConsole::StepLine(unit, step));
+}
+
+void CStation::Say(const QString& line)
+{
     if (!m_Progress)
         return;
     std::lock_guard<std::mutex> lock(m_ProgressLock);
-    fprintf(m_Progress, "%s %s: %s, %s (%.2f s)\n", qPrintable(unit), qPrintable(step.name), qPrintable(step.verdict),
-            step.met ? "met" : "NOT MET", step.seconds);
+    // A reader that went away costs the line, never the run.
+    fprintf(m_Progress, "%s\n", line.toLocal8Bit().constData());
     fflush(m_Progress);
 }

@@ -48,7 +48,8 @@ QStringList CUnitTarget::CommandLine(const QStringList& command) const
     QString remote = "cd /corvane/Test && ./sonarbench";
     for (const QString& word : command)
         remote += " " + ShellQuoted(word);
-    QStringList line{"ssh", "-o", "BatchMode=yes"};
+    // A unit that does not answer is given up on after a short wait, not the system's minutes.
+    QStringList line{"ssh", "-o", "BatchMode=yes", "-o", "ConnectTimeout=10"};
     // A station whose units need their own client settings names a config file.
     const char* config = getenv("SONARSTATION_SSH_CONFIG");
     if (config && *config)
@@ -56,4 +57,13 @@ QStringList CUnitTarget::CommandLine(const QStringList& command) const
     if (!m_Port.isEmpty())
         line << "-p" << m_Port;
     return line << m_Host << remote;
+}
+
+QStringList CUnitTarget::ProbeCommandLine() const
+{
+    if (m_Host.isEmpty())
+        return QStringList();
+    QStringList line = CommandLine(QStringList());
+    line.last() = "true";
+    return line;
 }

@@ -14,6 +14,9 @@ public:
     const QString& Name() const { return m_Name; }
     // The program and arguments that run "./sonarbench COMMAND..." on the unit.
     QStringList CommandLine(const QStringList& command) const;
+    // For an ssh unit: a command that only logs in, so that an unreachable
+    // unit shows once, before its steps; empty for a virtual unit.
+    QStringList ProbeCommandLine() const;
 
     static QString ShellQuoted(const QString& word);
 
