@@ -7,7 +7,6 @@
 #include <QFileInfo>
 #include <QThread>
 
-
 namespace
 {
 const char* const c_SeeUsage = " (sonarstation help prints the usage)";
@@ -162,7 +161,8 @@ bool CCommandLine::Parse(const QStringList& arguments, StationOptions_T& options
     }
     if (options.plan.isEmpty() || order.empty())
     {
-        error = QString(options.plan.isEmpty() ? "no plan given" : "no unit given; name one with --unit or --ssh") + c_SeeUsage;
+        error = QString(options.plan.isEmpty() ? "no plan given" : "no unit given; name one with --unit or --ssh") +
+                c_SeeUsage;
         return false;
     }
     if (!profiles.isEmpty())

@@ -6,6 +6,12 @@ QString Seconds(double seconds)
 {
     return QString::number(seconds, 'f', 2);
 }
+
+// "1 step", "2 steps"
+QString Count(size_t count, const char* thing)
+{
+    return QString("%1 %2%3").arg(QString::number(count), thing, count == 1 ? "" : "s");
+}
 }
 
 QString CConsole::Measured(const QVariant& measured)
@@ -42,29 +48,27 @@ QString CConsole::StepLine(const QString& unit, const StepResult_T& step)
 
 QString CConsole::UnreachableLine(const UnitResult_T& unit)
 {
-    return QString("%1: unreachable, %2 steps not run (%3)")
-        .arg(unit.unit, QString::number(unit.steps.size()), OneLine(unit.unreachable));
+    return QString("%1: unreachable, %2 not run (%3)")
+        .arg(unit.unit, Count(unit.steps.size(), "step"), OneLine(unit.unreachable));
 }
 
 QString CConsole::UnitLine(const UnitResult_T& unit, size_t planSteps)
 {
     if (!unit.unreachable.isEmpty())
-        return QString("%1: unreachable, %2 steps not run").arg(unit.unit, QString::number(unit.steps.size()));
+        return QString("%1: unreachable, %2 not run").arg(unit.unit, Count(unit.steps.size(), "step"));
     QStringList unmet;
     for (const StepResult_T& step : unit.steps)
         if (!step.met)
             unmet << step.name;
     QString line = unit.unit + ": ";
     if (!unmet.isEmpty())
-        line += QString("NOT MET, %1 of %2 steps not met: %3")
-                    .arg(QString::number(unmet.size()), QString::number(planSteps), unmet.join(", "));
+        line += QString("NOT MET, %1 of %2 not met: %3")
+                    .arg(QString::number(unmet.size()), Count(planSteps, "step"), unmet.join(", "));
     else if (unit.steps.size() == planSteps)
-        line += QString("met, %1 steps").arg(planSteps);
+        line += "met, " + Count(planSteps, "step");
     if (unit.steps.size() < planSteps)
-        line += QString("%1stopped after %2 of %3 steps")
-                    .arg(unmet.isEmpty() ? "" : "; ")
-                    .arg(unit.steps.size())
-                    .arg(planSteps);
+        line += QString("%1stopped after %2 of %3")
+                    .arg(unmet.isEmpty() ? "" : "; ", QString::number(unit.steps.size()), Count(planSteps, "step"));
     return line;
 }
 
@@ -74,13 +78,9 @@ QStringList CConsole::Summary(const StationResults_T& results, size_t planSteps,
     for (const UnitResult_T& unit : results.units)
         lines << UnitLine(unit, planSteps);
     const StepCounts_T counts = results.Count();
-    lines << QString("%1 units, %2 steps: %3 met, %4 not met, %5 not run (%6 s, -j %7)")
-                 .arg(results.units.size())
-                 .arg(counts.steps)
-                 .arg(counts.met)
-                 .arg(counts.unmet)
-                 .arg(counts.notRun)
-                 .arg(Seconds(results.seconds))
-                 .arg(jobs);
+    lines << QString("%1, %2: %3 met, %4 not met, %5 not run (%6 s, -j %7)")
+                 .arg(Count(results.units.size(), "unit"), Count(counts.steps, "step"), QString::number(counts.met),
+                      QString::number(counts.unmet), QString::number(counts.notRun), Seconds(results.seconds),
+                      QString::number(jobs));
     return lines;
 }
