@@ -1,6 +1,6 @@
 #include "HtmlReport.h"
 
-#include "SaveFile.h"
+#include "ReportFolder.h"
 
 #include "SvgPlot.h"
 
@@ -99,15 +99,10 @@ QString CHtmlReport::StepPage(const StationResults_T& results, size_t unit, size
 
 bool CHtmlReport::Write(const QString& dir, const StationResults_T& results, QString& error) const
 {
-    if (!QDir().mkpath(dir))
-    {
-        error = QString("%1: cannot create the folder").arg(dir);
-        return false;
-    }
+    std::vector<std::pair<QString, QByteArray>> pages;
     for (size_t u = 0; u < results.units.size(); ++u)
         for (size_t s = 0; s < results.units[u].steps.size(); ++s)
-            if (!SaveFile(QDir(dir).filePath(PageName(u, results.units[u].steps[s])), StepPage(results, u, s).toUtf8(),
-                          error))
-                return false;
-    return SaveFile(QDir(dir).filePath("index.html"), Index(results).toUtf8(), error);
+            pages.emplace_back(PageName(u, results.units[u].steps[s]), StepPage(results, u, s).toUtf8());
+    pages.emplace_back("index.html", Index(results).toUtf8());
+    return CReportFolder(dir).Replace(pages, error);
 }

@@ -70,6 +70,8 @@ QByteArray CJsonWriter::Document(const StationResults_T& results) const
         QJsonObject object{{"unit", unit.unit}, {"met", unit.met}, {"steps", steps}};
         if (!unit.error.isEmpty())
             object.insert("error", unit.error);
+        if (!unit.unreachable.isEmpty())
+            object.insert("unreachable", unit.unreachable);
         units.append(object);
     }
     const QJsonObject root{{"plan", results.plan}, {"met", results.met}, {"units", units}};

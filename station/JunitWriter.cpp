@@ -37,10 +37,13 @@ QString CJunitWriter::XmlText(const QString& text)
 void CJunitWriter::Suite(QXmlStreamWriter& xml, const UnitResult_T& unit) const
 {
     int failures = 0;
+    int skipped = 0;
     double seconds = 0;
     for (const StepResult_T& step : unit.steps)
     {
-        failures += step.met ? 0 : 1;
+        const bool notRun = step.verdict == c_NotRunVerdict;
+        skipped += notRun ? 1 : 0;
+        failures += step.met || notRun ? 0 : 1;
         seconds += step.seconds;
     }
     xml.writeStartElement("testsuite");
@@ -49,6 +52,7 @@ void CJunitWriter::Suite(QXmlStreamWriter& xml, const UnitResult_T& unit) const
     xml.writeAttribute("tests", QString::number(unit.steps.size() + (error ? 1 : 0)));
     xml.writeAttribute("failures", QString::number(failures));
     xml.writeAttribute("errors", error ? "1" : "0");
+    xml.writeAttribute("skipped", QString::number(skipped));
     xml.writeAttribute("time", Seconds(seconds));
     if (error)
     {
@@ -70,6 +74,13 @@ void CJunitWriter::Suite(QXmlStreamWriter& xml, const UnitResult_T& unit) const
         xml.writeAttribute("classname", XmlText(unit.unit));
         xml.writeAttribute("name", XmlText(step.name));
         xml.writeAttribute("time", Seconds(step.seconds));
+        if (step.verdict == c_NotRunVerdict)
+        {
+            xml.writeStartElement("skipped");
+            xml.writeAttribute("message",
+                               XmlText(QString("not run: %1 is unreachable: %2").arg(unit.unit, unit.unreachable)));
+            xml.writeEndElement();
+        }
         for (const ExpectationResult_T& expectation : step.expectations)
         {
             if (expectation.met)
@@ -98,16 +109,15 @@ QByteArray CJunitWriter::Document(const StationResults_T& results) const
     QXmlStreamWriter xml(&document);
     xml.setAutoFormatting(true);
     xml.writeStartDocument();
-    size_t tests = 0;
-    size_t failures = 0;
-    results.CountSteps(tests, failures);
+    // Steps that never ran are counted per unit, as skipped: this element has no place for them.
+    const StepCounts_T counts = results.Count();
     size_t errors = 0;
     for (const UnitResult_T& unit : results.units)
         errors += unit.error.isEmpty() ? 0 : 1;
     xml.writeStartElement("testsuites");
     xml.writeAttribute("name", XmlText(results.plan));
-    xml.writeAttribute("tests", QString::number(tests + errors));
-    xml.writeAttribute("failures", QString::number(failures));
+    xml.writeAttribute("tests", QString::number(counts.steps + errors));
+    xml.writeAttribute("failures", QString::number(counts.unmet));
     xml.writeAttribute("errors", QString::number(errors));
     xml.writeAttribute("time", Seconds(results.seconds));
     for (const UnitResult_T& unit : results.units)

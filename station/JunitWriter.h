@@ -1,5 +1,6 @@
 // The results as JUnit XML, as CI servers read it: a testsuite per unit, a
-// testcase per step, a failure per unmet expectation.
+// testcase per step, a failure per unmet expectation; a step of an unreachable
+// unit is skipped.
 #pragma once
 
 #include "StationResults.h"

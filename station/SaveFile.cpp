@@ -1,6 +1,8 @@
 #include "SaveFile.h"
 
+#include <QDir>
 #include <QSaveFile>
+#include <QTemporaryFile>
 
 bool SaveFile(const QString& path, const QByteArray& bytes, QString& error)
 {
@@ -11,4 +13,10 @@ bool SaveFile(const QString& path, const QByteArray& bytes, QString& error)
         return false;
     }
     return true;
+}
+
+bool CanCreateIn(const QString& folder)
+{
+    QTemporaryFile probe(QDir(folder).filePath(".sonarstation-probe-XXXXXX"));
+    return probe.open();
 }

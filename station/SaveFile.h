@@ -5,3 +5,5 @@
 #include <QString>
 
 bool SaveFile(const QString& path, const QByteArray& bytes, QString& error);
+// Whether a file can be created in FOLDER: tried, not guessed from permissions.
+bool CanCreateIn(const QString& folder);

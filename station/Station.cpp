@@ -1,5 +1,6 @@
 #include "Station.h"
 
+#include "Console.h"
 #include "ReportParser.h"
 #include "UnitFiles.h"
 
@@ -43,6 +44,8 @@ StationResults_T CStation::Run(const QString& planName)
 void CStation::RunUnit(const CUnitTarget& unit, UnitResult_T& result)
 {
     result.unit = unit.Name();
+    if (!Reach(unit, result))
+        return;
     CUnitFiles files(unit, m_Plan.Files(), m_Runner);
     const bool sent = files.Put(result.error);
     result.met = sent;
@@ -61,7 +64,33 @@ void CStation::RunUnit(const CUnitTarget& unit, UnitResult_T& result)
         result.error += (result.error.isEmpty() ? "" : "; ") + left;
     }
     if (!result.error.isEmpty())
-        ReportUnit(unit.Name(), result.error);
+        Say(QString("%1: %2").arg(unit.Name(), result.error));
+}
+
+bool CStation::Reach(const CUnitTarget& unit, UnitResult_T& result)
+{
+    const QStringList probe = unit.ProbeCommandLine();
+    if (probe.isEmpty())
+        return true;
+    const RunResult_T run = m_Runner.Run(probe, c_ProbeSeconds);
+    // ssh exits with 255 when it could not connect or log in; -1: it never started.
+    if (CStepRunner::StopRequested() || (run.exitStatus != 255 && run.exitStatus != -1 && !run.timedOut))
+        return true;
+    const QList<QByteArray> lines = run.errors.trimmed().split('\n');
+    result.unreachable = QString::fromLocal8Bit(lines.last()).trimmed();
+    if (result.unreachable.isEmpty())
+        result.unreachable = run.timedOut ? QString("no answer in %1 s").arg(c_ProbeSeconds) : "ssh could not connect";
+    for (const PlanStep_T& step : m_Plan.Steps())
+    {
+        StepResult_T notRun;
+        notRun.name = step.name;
+        notRun.command = step.command;
+        notRun.verdict = c_NotRunVerdict;
+        result.steps.push_back(notRun);
+    }
+    result.met = false;
+    Say(CConsole::UnreachableLine(result));
+    return false;
 }
 
 StepResult_T CStation::RunStep(const CUnitTarget& unit, const PlanStep_T& step) const
@@ -87,19 +116,15 @@ StepResult_T CStation::RunStep(const CUnitTarget& unit, const PlanStep_T& step) 
 
 void CStation::Report(const QString& unit, const StepResult_T& step)
 {
-    if (!m_Progress)
-        return;
-    std::lock_guard<std::mutex> lock(m_ProgressLock);
-    fprintf(m_Progress, "%s %s: %s, %s (%.2f s)\n", qPrintable(unit), qPrintable(step.name), qPrintable(step.verdict),
-            step.met ? "met" : "NOT MET", step.seconds);
-    fflush(m_Progress);
+    Say(CConsole::StepLine(unit, step));
 }
 
-void CStation::ReportUnit(const QString& unit, const QString& error)
+void CStation::Say(const QString& line)
 {
     if (!m_Progress)
         return;
     std::lock_guard<std::mutex> lock(m_ProgressLock);
-    fprintf(m_Progress, "%s: %s\n", qPrintable(unit), qPrintable(error));
+    // A reader that went away costs the line, never the run.
+    fprintf(m_Progress, "%s\n", line.toLocal8Bit().constData());
     fflush(m_Progress);
 }

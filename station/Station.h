@@ -18,9 +18,14 @@ public:
 
 private:
     void RunUnit(const CUnitTarget& unit, UnitResult_T& result);
+    // False, with every step recorded as not run, when an ssh unit cannot be reached.
+    bool Reach(const CUnitTarget& unit, UnitResult_T& result);
     StepResult_T RunStep(const CUnitTarget& unit, const PlanStep_T& step) const;
     void Report(const QString& unit, const StepResult_T& step);
-    void ReportUnit(const QString& unit, const QString& error);
+    void Say(const QString& line);
+
+    // ssh gives up connecting after 10 s; logging in gets the rest.
+    static constexpr double c_ProbeSeconds = 30;
 
     const CPlan& m_Plan;
     const std::vector<CUnitTarget>& m_Units;

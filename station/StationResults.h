@@ -10,11 +10,14 @@
 
 #include <vector>
 
+// The verdict of a step that never started because its unit could not be reached.
+const char* const c_NotRunVerdict = "not-run";
+
 struct StepResult_T
 {
     QString name;
     QStringList command;
-    QString verdict;  // the report's, or timeout
+    QString verdict;  // the report's, timeout, or not-run
     StepReport_T report;
     QByteArray text;    // the whole report as the unit printed it
     QByteArray errors;  // what the unit's command printed on standard error
@@ -30,6 +33,15 @@ struct UnitResult_T
     std::vector<StepResult_T> steps;
     bool met = false;
     QString error;  // why its steps did not run, or what of the plan's files is left on it
+    QString unreachable;  // why the unit could not be reached; its steps are then not run
+};
+
+struct StepCounts_T
+{
+    size_t steps = 0;
+    size_t met = 0;
+    size_t unmet = 0;   // run and missed an expectation
+    size_t notRun = 0;  // on a unit that could not be reached
 };
 
 struct StationResults_T
@@ -39,15 +51,18 @@ struct StationResults_T
     bool met = false;
     double seconds = 0;
 
-    // Steps run on all units, and how many of them missed an expectation.
-    void CountSteps(size_t& steps, size_t& unmet) const
+    StepCounts_T Count() const
     {
-        steps = unmet = 0;
+        StepCounts_T counts;
         for (const UnitResult_T& unit : units)
             for (const StepResult_T& step : unit.steps)
             {
-                ++steps;
-                unmet += step.met ? 0 : 1;
+                ++counts.steps;
+                if (step.verdict == c_NotRunVerdict)
+                    ++counts.notRun;
+                else
+                    ++(step.met ? counts.met : counts.unmet);
             }
+        return counts;
     }
 };

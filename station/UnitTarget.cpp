@@ -63,7 +63,8 @@ QStringList CUnitTarget::CommandLine(const QStringList& command, const std::vect
 
 QStringList CUnitTarget::RemoteShell(const QString& script) const
 {
-    QStringList line{"ssh", "-o", "BatchMode=yes"};
+    // A unit that does not answer is given up on after a short wait, not the system's minutes.
+    QStringList line{"ssh", "-o", "BatchMode=yes", "-o", "ConnectTimeout=10"};
     // A station whose units need their own client settings names a config file.
     const char* config = getenv("SONARSTATION_SSH_CONFIG");
     if (config && *config)
@@ -71,4 +72,13 @@ QStringList CUnitTarget::RemoteShell(const QString& script) const
     if (!m_Port.isEmpty())
         line << "-p" << m_Port;
     return line << m_Host << QString("cd %1 && %2").arg(c_ProgramFolder, script);
+}
+
+QStringList CUnitTarget::ProbeCommandLine() const
+{
+    if (m_Host.isEmpty())
+        return QStringList();
+    QStringList line = CommandLine(QStringList());
+    line.last() = "true";
+    return line;
 }

@@ -23,6 +23,9 @@ public:
 
     // Where the program lies on a real unit.
     static const char* const c_ProgramFolder;
+    // For an ssh unit: a command that only logs in, so that an unreachable
+    // unit shows once, before its steps; empty for a virtual unit.
+    QStringList ProbeCommandLine() const;
 
     static QString ShellQuoted(const QString& word);
 

@@ -1,6 +1,7 @@
 // sonarstation: runs a test plan on many sonar units, real or virtual, and
 // turns every report into structured results, JUnit XML and an HTML report.
 #include "CommandLine.h"
+#include "Console.h"
 #include "HtmlReport.h"
 #include "JsonWriter.h"
 #include "JunitWriter.h"
@@ -10,9 +11,12 @@
 
 #include <QElapsedTimer>
 #include <QFile>
+#include <QFileInfo>
 
+#include <cerrno>
 #include <csignal>
 #include <cstdio>
+#include <cstring>
 
 namespace
 {
@@ -49,63 +53,93 @@ void CatchStopSignals()
         sigaction(signal, &action, nullptr);
 }
 
+void Say(const QString& line)
+{
+    fprintf(stderr, "%s\n", line.toLocal8Bit().constData());
+}
+
+int Refuse(const QString& message)
+{
+    Say("sonarstation: " + message);
+    return 2;
+}
+
+bool WriteJson(const QString& path, const StationResults_T& results, QString& error)
+{
+    if (path != "-")
+        return CJsonWriter().Write(path, results, error);
+    const QByteArray document = CJsonWriter().Document(results);
+    if (fwrite(document.constData(), 1, static_cast<size_t>(document.size()), stdout) ==
+            static_cast<size_t>(document.size()) &&
+        fflush(stdout) == 0)
+        return true;
+    error = QString("standard output: %1").arg(strerror(errno));
+    return false;
+}
+
+// Each file on its own: one that cannot be written does not keep the others back.
 bool WriteOutputs(const StationOptions_T& options, const StationResults_T& results)
 {
-    QString error;
     bool ok = true;
-    if (!options.json.isEmpty() && !CJsonWriter().Write(options.json, results, error))
-        ok = false;
-    else if (!options.junit.isEmpty() && !CJunitWriter().Write(options.junit, results, error))
-        ok = false;
-    else if (!options.report.isEmpty() && !CHtmlReport().Write(options.report, results, error))
-        ok = false;
-    if (!ok)
-        fprintf(stderr, "sonarstation: %s\n", qPrintable(error));
+    auto outcome = [&ok](bool written, const QString& what, const QString& where, const QString& error) {
+        Say(written ? QString("%1 written to %2").arg(what, where) : "sonarstation: " + error);
+        ok = ok && written;
+    };
+    QString error;
+    if (!options.json.isEmpty())
+        outcome(WriteJson(options.json, results, error), "JSON",
+                options.json == "-" ? QString("standard output") : QFileInfo(options.json).absoluteFilePath(), error);
+    if (!options.junit.isEmpty())
+        outcome(CJunitWriter().Write(options.junit, results, error), "JUnit",
+                QFileInfo(options.junit).absoluteFilePath(), error);
+    if (!options.report.isEmpty())
+        outcome(CHtmlReport().Write(options.report, results, error), "HTML report",
+                QFileInfo(options.report).absoluteFilePath() + "/index.html", error);
     return ok;
 }
 }
 
 int main(int argc, char** argv)
 {
+    // A reader that went away ("sonarstation run ... | head") costs console
+    // lines, never the run or its result files.
+    signal(SIGPIPE, SIG_IGN);
     QStringList arguments;
     for (int i = 1; i < argc; ++i)
         arguments << QString::fromLocal8Bit(argv[i]);
-    if (arguments.value(0) == "parse-bench")
+    const QString command = arguments.value(0);
+    if (command == "parse-bench")
         return ParseBench(arguments.mid(1));
-    if (arguments.value(0) == "--help" || arguments.value(0) == "-h")
+    StationOptions_T options;
+    QString error;
+    if (command == "run" && !CCommandLine().Parse(arguments.mid(1), options, error))
+        return Refuse(error);
+    if (command == "help" || command == "--help" || command == "-h" || options.help)
     {
         printf("%s", CCommandLine::Usage());
         return 0;
     }
-    StationOptions_T options;
-    QString error;
-    if (arguments.value(0) != "run" || !CCommandLine().Parse(arguments.mid(1), options, error))
-    {
-        fprintf(stderr, "sonarstation: %s\n%s", qPrintable(error.isEmpty() ? "the command is run" : error),
-                CCommandLine::Usage());
-        return 2;
-    }
+    if (command != "run")
+        return Refuse(QString(command.isEmpty() ? "no command given" : "unknown command '" + command + "'") +
+                      "; the commands are run and help");
     CPlan plan;
     if (!plan.Load(options.plan, error))
     {
-        fprintf(stderr, "%s\n", qPrintable(error));
+        Say(error);
         return 2;
     }
 
     CatchStopSignals();
     CStation station(plan, options.units, options.jobs, stderr);
     const StationResults_T results = station.Run(options.plan);
-    size_t steps = 0;
-    size_t unmet = 0;
-    results.CountSteps(steps, unmet);
-    fprintf(stderr, "%zu units, %zu steps: %zu met, %zu not met (%.2f s, -j %d)\n", results.units.size(), steps,
-            steps - unmet, unmet, results.seconds, options.jobs);
+    for (const QString& line : CConsole::Summary(results, plan.Steps().size(), options.jobs))
+        Say(line);
     // What was gathered before a stop is written all the same.
     if (!WriteOutputs(options, results))
         return 1;
     if (const int signal = CStepRunner::StopRequested())
     {
-        fprintf(stderr, "sonarstation: stopped by signal %d\n", signal);
+        Say(QString("sonarstation: stopped by signal %1").arg(signal));
         return 128 + signal;
     }
     return results.met ? 0 : 1;

@@ -170,7 +170,7 @@ TEST(UnitTarget, CommandLinesOfVirtualAndSshUnits)
     EXPECT_EQ(ssh.Name().toStdString(), "ssh:unit-7.lan");
     qunsetenv("SONARSTATION_SSH_CONFIG");
     EXPECT_EQ(ssh.CommandLine({"batteryvoltage", "it's", "a;b"}).join('|').toStdString(),
-              "ssh|-o|BatchMode=yes|-p|2222|tester@unit-7.lan|"
+              "ssh|-o|BatchMode=yes|-o|ConnectTimeout=10|-p|2222|tester@unit-7.lan|"
               "cd /corvane/Test && ./sonarbench batteryvoltage 'it'\\''s' 'a;b'");
     for (const char* bad : {"-oProxyCommand=x", "host:0", "a b", "host:99999", ""})
         EXPECT_FALSE(CUnitTarget::Ssh(bad, ssh, error)) << bad;

@@ -4,6 +4,7 @@
 #include "StationProcess.h"
 
 #include <QDir>
+#include <QElapsedTimer>
 #include <QFile>
 #include <QJsonArray>
 #include <QProcess>
@@ -221,5 +222,62 @@ TEST_F(Ssh, AFileAlreadyOnTheUnitIsKeptAndItsStepsDoNotRun)
     const QString junit = Read(d + "/r.xml");
     EXPECT_TRUE(junit.contains("<testsuite name=\"ssh:127.0.0.1\" tests=\"1\" failures=\"0\" errors=\"1\""));
     EXPECT_TRUE(junit.contains("<testcase classname=\"ssh:127.0.0.1\" name=\"send\" time=\"0.000\">"));
+}
+
+// A closed port on this machine: ssh gives up at once. The unit's name goes
+// through the station's ssh config, as its steps' would.
+TEST(SshUnreachable, IsReportedOnceAndItsStepsAreNotRun)
+{
+    if (QStandardPaths::findExecutable("ssh").isEmpty())
+        GTEST_SKIP() << "ssh not installed (Debian openssh-client): unreachable units are NOT tested";
+    QTemporaryDir dir;
+    const QString d = dir.path();
+    const int port = ConnectOrBind(0, true);
+    ASSERT_GT(port, 0);
+    ASSERT_TRUE(
+        Write(d + "/ssh_config", "Host bench-unit\n  HostName 127.0.0.1\n", QFile::ReadOwner | QFile::WriteOwner));
+    QFile plan(d + "/plan.txt");
+    ASSERT_TRUE(plan.open(QIODevice::WriteOnly));
+    plan.write("step volts batteryvoltage\nstep temperature lcdtemperature\nexpect reading 0..100\n");
+    plan.close();
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert("SONARSTATION_SSH_CONFIG", d + "/ssh_config");
+    QElapsedTimer timer;
+    timer.start();
+    const StationRun_T run = RunStation({"run", plan.fileName(), "--ssh", QString("bench-unit:%1").arg(port), "--unit",
+                                         "varrow", "-j1", "--json", d + "/r.json", "--junit", d + "/r.xml"},
+                                        environment);
+    EXPECT_LT(timer.elapsed(), 10000);
+    EXPECT_EQ(run.exitCode, 1);
+    const QString refused = QString("ssh: connect to host 127.0.0.1 port %1: Connection refused").arg(port);
+    EXPECT_EQ(TimelessLines(run.errors).join('\n').toStdString(),
+              QStringList({"ssh:bench-unit: unreachable, 2 steps not run (" + refused + ")",
+                           "varrow volts: performed, met (T s)",
+                           "varrow temperature: performed, NOT MET: reading expected 0..100, measured 1650 (T s)",
+                           "ssh:bench-unit: unreachable, 2 steps not run",
+                           "varrow: NOT MET, 1 of 2 steps not met: temperature",
+                           "2 units, 4 steps: 1 met, 1 not met, 2 not run (T s, -j 1)",
+                           "JSON written to " + d + "/r.json", "JUnit written to " + d + "/r.xml"})
+                  .join('\n')
+                  .toStdString());
+
+    const QJsonObject unit = ReadJson(d + "/r.json")["units"][0].toObject();
+    EXPECT_EQ(unit["unreachable"].toString(), refused);
+    EXPECT_FALSE(unit["met"].toBool());
+    const QJsonArray steps = unit["steps"].toArray();
+    ASSERT_EQ(steps.size(), 2);
+    for (const QJsonValue step : steps)
+    {
+        EXPECT_EQ(step["verdict"].toString(), "not-run");
+        EXPECT_FALSE(step["met"].toBool());
+        EXPECT_EQ(step["expectations"].toArray(), QJsonArray());
+    }
+    EXPECT_EQ(steps[1]["name"].toString(), "temperature");
+
+    const QString junit = QString::fromUtf8(Read(d + "/r.xml"));
+    ExpectValidJunit(d + "/r.xml");
+    EXPECT_TRUE(junit.contains("<testsuite name=\"ssh:bench-unit\" tests=\"2\" failures=\"0\" errors=\"0\" "
+                               "skipped=\"2\" time=\"0.000\">"));
+    EXPECT_EQ(junit.count("<skipped message=\"not run: ssh:bench-unit is unreachable: " + refused + "\"/>"), 2);
 }
 }

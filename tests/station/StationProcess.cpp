@@ -3,6 +3,12 @@
 #include <QFile>
 #include <QJsonDocument>
 #include <QProcess>
+#include <QRegularExpression>
+#include <QStandardPaths>
+
+#include <iostream>
+
+#include <gtest/gtest.h>
 
 StationRun_T RunStation(const QStringList& arguments, const QProcessEnvironment& environment)
 {
@@ -13,6 +19,7 @@ StationRun_T RunStation(const QStringList& arguments, const QProcessEnvironment&
     if (process.waitForFinished(60000))
         run.exitCode = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
     run.errors = QString::fromUtf8(process.readAllStandardError());
+    run.output = process.readAllStandardOutput();
     return run;
 }
 
@@ -26,4 +33,25 @@ const QJsonObject ReadJson(const QString& path)
 QString PlanFile(const QString& name)
 {
     return QString(STATION_PLANS) + "/" + name;
+}
+
+QStringList TimelessLines(const QString& text)
+{
+    QString timeless = text;
+    timeless.replace(QRegularExpression("\\([0-9]+\\.[0-9]{2} s"), "(T s");
+    return timeless.split('\n', Qt::SkipEmptyParts);
+}
+
+void ExpectValidJunit(const QString& path)
+{
+    if (QStandardPaths::findExecutable("xmllint").isEmpty() || !QFile::exists(JUNIT_SCHEMA))
+    {
+        std::cout << "xmllint (Debian libxml2-utils) or " << JUNIT_SCHEMA << " missing: JUnit schema NOT checked\n";
+        return;
+    }
+    QProcess xmllint;
+    xmllint.setProcessChannelMode(QProcess::MergedChannels);
+    xmllint.start("xmllint", {"--noout", "--schema", JUNIT_SCHEMA, path});
+    xmllint.waitForFinished();
+    EXPECT_EQ(xmllint.exitCode(), 0) << xmllint.readAll().toStdString();
 }

@@ -9,10 +9,15 @@
 struct StationRun_T
 {
     int exitCode = -1;
-    QString errors;  // stderr: progress lines and messages
+    QString errors;     // stderr: progress lines and messages
+    QByteArray output;  // stdout
 };
 
 StationRun_T RunStation(const QStringList& arguments,
                         const QProcessEnvironment& environment = QProcessEnvironment::systemEnvironment());
 const QJsonObject ReadJson(const QString& path);
 QString PlanFile(const QString& name);  // station/plans/NAME
+// The console's lines with every time shown as T, so that whole lines compare.
+QStringList TimelessLines(const QString& text);
+// Checked with xmllint against the schema CI servers validate JUnit reports with.
+void ExpectValidJunit(const QString& path);

@@ -5,6 +5,7 @@
 #include <QElapsedTimer>
 #include <QFile>
 #include <QJsonArray>
+#include <QJsonDocument>
 #include <QProcess>
 #include <QTemporaryDir>
 #include <QThread>
@@ -21,6 +22,27 @@ QString WritePlan(const QTemporaryDir& dir, const char* text)
     EXPECT_TRUE(file.open(QIODevice::WriteOnly));
     file.write(text);
     return file.fileName();
+}
+
+// The folder's names, one line each.
+std::string Entries(const QString& folder)
+{
+    return QDir(folder)
+        .entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden, QDir::Name)
+        .join('\n')
+        .toStdString();
+}
+
+std::string Lines(const QStringList& lines)
+{
+    return lines.join('\n').toStdString();
+}
+
+QString ReadText(const QString& path)
+{
+    QFile file(path);
+    file.open(QIODevice::ReadOnly);
+    return QString::fromUtf8(file.readAll());
 }
 
 // No unit folder under the private TMPDIR and no process that names it.
@@ -165,6 +187,12 @@ TEST(StationRun, AStepOverItsTimeIsStoppedAndTheUnitGoesOn)
     kill(static_cast<pid_t>(station.processId()), SIGINT);
     ASSERT_TRUE(station.waitForFinished(10000));
     EXPECT_EQ(station.exitCode(), 130);
+    EXPECT_EQ(Lines(TimelessLines(QString::fromUtf8(station.readAllStandardError()))),
+              Lines({"ql4k endless: none, NOT MET: verdict expected passed or performed, measured none (T s)",
+                     "ql4k: NOT MET, 1 of 2 steps not met: endless; stopped after 1 of 2 steps",
+                     "1 unit, 1 step: 0 met, 1 not met, 0 not run (T s, -j " +
+                         QString::number(QThread::idealThreadCount()) + ")",
+                     "JSON written to " + dir.filePath("s.json"), "sonarstation: stopped by signal 2"}));
     const QJsonArray stopped = ReadJson(dir.filePath("s.json"))["units"][0]["steps"].toArray();
     ASSERT_EQ(stopped.size(), 1);
     EXPECT_EQ(stopped[0]["verdict"].toString(), "none");
@@ -185,23 +213,151 @@ TEST(StationRun, UnitsRunAtTheSameTime)
     EXPECT_EQ(run.errors.count(": passed, met ("), 4);
 }
 
-TEST(StationRun, RefusesBadPlansAndCommandLinesBeforeRunningAnything)
+bool WriteScript(const QString& path, const QByteArray& text)
+{
+    QFile file(path);
+    return file.open(QIODevice::WriteOnly) && file.write(text) == text.size() &&
+           file.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+}
+
+// Each refused with one line and exit 2, before any unit runs.
+TEST(StationRun, RefusesMistakesBeforeRunningAnything)
 {
     QTemporaryDir dir;
+    const QString d = dir.path();
     const QString plan = WritePlan(dir, "step a sensepin\nexpect peak-index x\n");
-    const StationRun_T bad = RunStation({"run", plan, "--unit", "varrow"});
-    EXPECT_EQ(bad.exitCode, 2);
-    EXPECT_EQ(bad.errors.toStdString(),
-              (plan + ":2: peak-index takes MIN..MAX or one whole number, not 'x'\n").toStdString());
-    const QStringList good{"run", PlanFile("uart.txt")};
+    // A launcher of its own is asked for its profiles.
+    ASSERT_TRUE(
+        WriteScript(d + "/launcher", "#!/bin/sh\n[ \"$1\" = --list ] && printf 'alpha  A unit\\nbeta   B\\n'\n"));
+    ASSERT_TRUE(QDir(d).mkpath("foreign/inside"));
+    ASSERT_TRUE(QDir(d).mkpath("hidden"));
+    QFile(d + "/hidden/.keep").open(QIODevice::WriteOnly);
+    const QString good = PlanFile("uart.txt");
+    const QStringList run{"run", good, "--unit", "varrow"};
+    const struct
+    {
+        QStringList arguments;
+        QString line;
+    } cases[] = {
+        {{"run", plan, "--unit", "varrow"}, plan + ":2: peak-index takes MIN..MAX or one whole number, not 'x'"},
+        {{"run", good, "--unit", "varow"}, "sonarstation: --unit varow: no such profile; did you mean varrow?"},
+        {{"run", good, "--unit", "varrow", "--unit", "qll4k"},
+         "sonarstation: --unit qll4k: no such profile; did you mean ql4k?"},
+        {{"run", good, "--unit", "VArrow"}, "sonarstation: --unit VArrow: no such profile; did you mean varrow?"},
+        {{"run", good, "--unit", "lumetv7"},
+         "sonarstation: --unit lumetv7: no such profile; did you mean lumetv1, lumetv2, lumetv3, lumetv4, lumetv5 "
+         "or lumetv6?"},
+        {{"run", good, "--unit", "zzzz"}, "sonarstation: --unit zzzz: no such profile; vunit --list lists them"},
+        {{"run", good, "--vunit", d + "/launcher", "--unit", "alpah"},
+         "sonarstation: --unit alpah: no such profile; did you mean alpha?"},
+        {{"run", good, "--vunit", d + "/launcher", "--unit", "varrow"},
+         "sonarstation: --unit varrow: no such profile; " + d + "/launcher --list lists them"},
+        {run + QStringList{"-j", "0"}, "sonarstation: -j takes a whole number of units at once, 1 or more, not '0'"},
+        {run + QStringList{"-jx"}, "sonarstation: -j takes a whole number of units at once, 1 or more, not 'x'"},
+        {run + QStringList{"--json", d + "/none/r.json"},
+         "sonarstation: --json " + d + "/none/r.json: there is no folder " + d + "/none"},
+        {run + QStringList{"--json", d}, "sonarstation: --json " + d + ": is a folder; name a file"},
+        {run + QStringList{"--junit", d + "/none/r.xml"},
+         "sonarstation: --junit " + d + "/none/r.xml: there is no folder " + d + "/none"},
+        {run + QStringList{"--report", plan}, "sonarstation: --report " + plan + ": is a file, not a folder"},
+        {run + QStringList{"--report", d + "/foreign"},
+         "sonarstation: --report " + d +
+             "/foreign: holds files that are not a report of the station's; name a new or empty folder"},
+        {run + QStringList{"--report", d + "/hidden"},
+         "sonarstation: --report " + d +
+             "/hidden: holds files that are not a report of the station's; name a new or empty folder"},
+        {run + QStringList{"--report", "/proc/new"},
+         "sonarstation: --report /proc/new: cannot write in /proc, where the report is built"},
+        {{"run", good},
+         "sonarstation: no unit given; name one with --unit or --ssh (sonarstation help prints the usage)"},
+        {{"run", "--unit", "varrow"}, "sonarstation: no plan given (sonarstation help prints the usage)"},
+        {{"run", good, "--unit"}, "sonarstation: --unit needs a value (sonarstation help prints the usage)"},
+        {run + QStringList{"--x"}, "sonarstation: unexpected '--x' (sonarstation help prints the usage)"},
+        {run + QStringList{"--ssh", "a b"}, "sonarstation: --ssh takes [USER@]HOST[:PORT], not 'a b'"},
+        {run + QStringList{"--vunit", "/nonexistent"},
+         "sonarstation: no virtual unit launcher at /nonexistent (name one with --vunit)"},
+        {{"go"}, "sonarstation: unknown command 'go'; the commands are run and help"},
+        {{}, "sonarstation: no command given; the commands are run and help"},
+    };
+    for (const auto& c : cases)
+    {
+        const StationRun_T result = RunStation(c.arguments);
+        EXPECT_EQ(result.exitCode, 2) << c.arguments.join(' ').toStdString();
+        EXPECT_EQ(result.errors.toStdString(), (c.line + "\n").toStdString());
+        EXPECT_EQ(result.output, QByteArray());
+    }
+    // Nothing was written over or beside.
+    EXPECT_EQ(Entries(d), Lines(QStringList{"foreign", "hidden", "launcher", "plan.txt"}));
+    EXPECT_EQ(Entries(d + "/foreign"), Lines(QStringList{"inside"}));
+}
+
+TEST(StationRun, HelpPrintsTheUsage)
+{
+    const QString plan = PlanFile("uart.txt");
     for (const QStringList& arguments :
-         {good, good + QStringList{"--unit"}, good + QStringList{"--unit", "a", "-j", "0"},
-          good + QStringList{"--ssh", "a b"}, good + QStringList{"--unit", "a", "--x"},
-          good + QStringList{"--unit", "a", "--vunit", "/nonexistent"}, QStringList{"go"}})
+         {QStringList{"help"}, QStringList{"--help"}, QStringList{"-h"}, QStringList{"run", "--help"},
+          QStringList{"run", "-h"}, QStringList{"run", plan, "--unit", "nonesuch", "-h"}})
     {
         const StationRun_T run = RunStation(arguments);
-        EXPECT_EQ(run.exitCode, 2) << arguments.join(' ').toStdString();
-        EXPECT_TRUE(run.errors.contains("usage: sonarstation run PLAN")) << run.errors.toStdString();
+        EXPECT_EQ(run.exitCode, 0) << arguments.join(' ').toStdString();
+        EXPECT_EQ(run.errors, QString());
+        EXPECT_TRUE(run.output.startsWith("usage: sonarstation run PLAN [--unit PROFILE]...")) << run.output.data();
+        EXPECT_TRUE(run.output.contains("\n       sonarstation help\n"));
     }
+}
+
+TEST(StationRun, JsonGoesToStandardOutputAlone)
+{
+    QTemporaryDir dir;
+    const QString plan = WritePlan(dir, "step volts batteryvoltage\nexpect reading 3012\n");
+    const StationRun_T run = RunStation({"run", plan, "--unit", "varrow", "--json", "-"});
+    EXPECT_EQ(run.exitCode, 0) << run.errors.toStdString();
+    QJsonParseError error;
+    const QJsonObject root = QJsonDocument::fromJson(run.output, &error).object();
+    EXPECT_EQ(error.error, QJsonParseError::NoError) << run.output.data();
+    EXPECT_EQ(root["units"][0]["steps"][0]["reading"].toDouble(), 3012);
+    EXPECT_EQ(Lines(TimelessLines(run.errors)),
+              Lines(QStringList{"varrow volts: performed, met (T s)", "varrow: met, 1 step",
+                                "1 unit, 1 step: 1 met, 0 not met, 0 not run (T s, -j " +
+                                    QString::number(QThread::idealThreadCount()) + ")",
+                                "JSON written to standard output"}));
+}
+
+// "sonarstation run ... | head -1": the reader goes away after the first line.
+TEST(StationRun, AClosedPipeDoesNotCostTheResultFiles)
+{
+    QTemporaryDir dir;
+    const QString plan = WritePlan(dir, "step volts batteryvoltage\nstep temperature lcdtemperature\n");
+    QProcess shell;
+    shell.start("bash", {"-c", "\"$@\" 2>&1 | head -1; exit ${PIPESTATUS[0]}", "station", SONARSTATION_BINARY, "run",
+                         plan, "--unit", "varrow", "--json", dir.filePath("r.json"), "--junit", dir.filePath("r.xml"),
+                         "--report", dir.filePath("html")});
+    ASSERT_TRUE(shell.waitForFinished(60000));
+    EXPECT_EQ(shell.exitCode(), 0);
+    EXPECT_EQ(Lines(TimelessLines(QString::fromUtf8(shell.readAllStandardOutput()))),
+              "varrow volts: performed, met (T s)");
+    EXPECT_EQ(ReadJson(dir.filePath("r.json"))["units"][0]["steps"].toArray().size(), 2);
+    EXPECT_TRUE(QFile::exists(dir.filePath("r.xml")));
+    EXPECT_EQ(Entries(dir.filePath("html")),
+              Lines(QStringList{".sonarstation-report", "index.html", "unit1-temperature.html", "unit1-volts.html"}));
+}
+
+// The second run's report replaces the first whole: none of the first's pages survive.
+TEST(StationRun, AnEarlierReportIsReplacedWhole)
+{
+    QTemporaryDir dir;
+    const QString plan = WritePlan(dir, "step volts batteryvoltage\n");
+    const QString html = dir.filePath("html");
+    ASSERT_EQ(RunStation({"run", plan, "--unit", "varrow", "--unit", "ql4k", "--report", html}).exitCode, 0);
+    EXPECT_EQ(Entries(html),
+              Lines(QStringList{".sonarstation-report", "index.html", "unit1-volts.html", "unit2-volts.html"}));
+    const QString other = WritePlan(dir, "step temperature lcdtemperature\n");
+    const StationRun_T second = RunStation({"run", other, "--unit", "ql4k", "--report", html});
+    EXPECT_EQ(second.exitCode, 0) << second.errors.toStdString();
+    EXPECT_EQ(Entries(html), Lines(QStringList{".sonarstation-report", "index.html", "unit1-temperature.html"}));
+    EXPECT_TRUE(ReadText(html + "/index.html").contains("ql4k"));
+    EXPECT_FALSE(ReadText(html + "/index.html").contains("varrow"));
+    // Nothing of the swap is left beside it.
+    EXPECT_EQ(Entries(dir.path()), Lines(QStringList{"html", "plan.txt"}));
 }
 }

@@ -1,0 +1,86 @@
+#include "Console.h"
+
+namespace
+{
+QString Seconds(double seconds)
+{
+    return QString::number(seconds, 'f', 2);
+}
+
+// "1 step", "2 steps"
+QString Count(size_t count, const char* thing)
+{
+    return QString("%1 %2%3").arg(QString::number(count), thing, count == 1 ? "" : "s");
+}
+}
+
+QString CConsole::Measured(const QVariant& measured)
+{
+    if (!measured.isValid())
+        return "nothing";
+    // A mean reads best to a few digits; the JSON file keeps every one.
+    if (measured.type() == QVariant::Double)
+        return QString::number(measured.toDouble(), 'g', 6);
+    return OneLine(measured.toString());
+}
+
+QString CConsole::OneLine(const QString& text)
+{
+    QString line = text;
+    for (QChar& c : line)
+        if (c.category() == QChar::Other_Control)
+            c = ' ';
+    return line.trimmed();
+}
+
+QString CConsole::StepLine(const QString& unit, const StepResult_T& step)
+{
+    QString outcome = step.met ? "met" : "NOT MET";
+    for (const ExpectationResult_T& expectation : step.expectations)
+        if (!expectation.met)
+        {
+            outcome += QString(": %1 expected %2, measured %3")
+                           .arg(expectation.Label(), OneLine(expectation.expected), Measured(expectation.measured));
+            break;
+        }
+    return QString("%1 %2: %3, %4 (%5 s)").arg(unit, step.name, OneLine(step.verdict), outcome, Seconds(step.seconds));
+}
+
+QString CConsole::UnreachableLine(const UnitResult_T& unit)
+{
+    return QString("%1: unreachable, %2 not run (%3)")
+        .arg(unit.unit, Count(unit.steps.size(), "step"), OneLine(unit.unreachable));
+}
+
+QString CConsole::UnitLine(const UnitResult_T& unit, size_t planSteps)
+{
+    if (!unit.unreachable.isEmpty())
+        return QString("%1: unreachable, %2 not run").arg(unit.unit, Count(unit.steps.size(), "step"));
+    QStringList unmet;
+    for (const StepResult_T& step : unit.steps)
+        if (!step.met)
+            unmet << step.name;
+    QString line = unit.unit + ": ";
+    if (!unmet.isEmpty())
+        line += QString("NOT MET, %1 of %2 not met: %3")
+                    .arg(QString::number(unmet.size()), Count(planSteps, "step"), unmet.join(", "));
+    else if (unit.steps.size() == planSteps)
+        line += "met, " + Count(planSteps, "step");
+    if (unit.steps.size() < planSteps)
+        line += QString("%1stopped after %2 of %3")
+                    .arg(unmet.isEmpty() ? "" : "; ", QString::number(unit.steps.size()), Count(planSteps, "step"));
+    return line;
+}
+
+QStringList CConsole::Summary(const StationResults_T& results, size_t planSteps, int jobs)
+{
+    QStringList lines;
+    for (const UnitResult_T& unit : results.units)
+        lines << UnitLine(unit, planSteps);
+    const StepCounts_T counts = results.Count();
+    lines << QString("%1, %2: %3 met, %4 not met, %5 not run (%6 s, -j %7)")
+                 .arg(Count(results.units.size(), "unit"), Count(counts.steps, "step"), QString::number(counts.met),
+                      QString::number(counts.unmet), QString::number(counts.notRun), Seconds(results.seconds),
+                      QString::number(jobs));
+    return lines;
+}

@@ -1,0 +1,34 @@
+// The folder the HTML report goes into. The station marks it as its own, and a
+// new report replaces an earlier one whole: the new one is built beside it and
+// swapped in, so no page of an earlier run survives and an interrupted write
+// leaves the earlier report as it was.
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+
+#include <utility>
+#include <vector>
+
+class CReportFolder
+{
+public:
+    explicit CReportFolder(const QString& path) : m_Path(path) {}
+
+    // False with "PATH: why" when no report may go there: a file, a folder
+    // holding anything but an earlier report of the station's, or no folder to
+    // build it in.
+    bool Check(QString& error) const;
+    // FILES (name, bytes) become the folder's whole content.
+    bool Replace(const std::vector<std::pair<QString, QByteArray>>& files, QString& error) const;
+
+    static const char* MarkerName() { return ".sonarstation-report"; }
+
+private:
+    QString Target() const;
+    bool Build(const QString& folder, const std::vector<std::pair<QString, QByteArray>>& files, QString& error) const;
+    static QString NewSibling(const QString& target, const char* kind);
+    static bool Swap(const QString& built, const QString& target, QString& error);
+
+    QString m_Path;
+};
