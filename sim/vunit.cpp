@@ -1,5 +1,6 @@
 // vunit: runs sonarbench (or any program) on a simulated unit.
 #include "FpgaSetup.h"
+#include "LotUnit.h"
 #include "StopSignals.h"
 #include "UnitProfile.h"
 #include "VirtualUnit.h"
@@ -46,6 +47,10 @@ const char* const c_Usage =
     "  --net                share the host's network (by default the unit has none)\n"
     "  --fpga 'PATH MODEL [OPTION=VALUE...]'  a simulated FPGA behind PATH (replaces the profile's)\n"
     "  --fault NAME         give every simulated FPGA of the unit this fault\n"
+    "  --model 'OPTION=VALUE...'  model options for every simulated FPGA of the unit\n"
+    "  --serial TEXT        the unit's serial number (/corvane/Config/SerialNumber)\n"
+    "  --lot-unit N[:ATTEMPT]  unit N of a virtual production lot of PROFILE: its own\n"
+    "                       serial number and echo; the noise changes with ATTEMPT\n"
     "  --no-shim            leave the device nodes as plain placeholder files\n"
     "  --describe           print what the unit holds instead of running it\n";
 
@@ -163,6 +168,9 @@ struct Command_T
     CVirtualUnit::RunOptions_T options;
     std::vector<std::string> amendments;  // applied after the profile, in order
     std::vector<std::string> faults;
+    std::vector<std::string> models;
+    std::string lotUnit;
+    const char* serial = nullptr;
     bool useShim = true, describe = false;
     int next = 1;  // the first argument after the options
 };
@@ -202,6 +210,12 @@ int ParseOptions(int argc, char* argv[], Command_T& command)
             command.amendments.push_back(std::string("fpga ") + argv[++i]);
         else if (option == "--fault")
             command.faults.push_back(argv[++i]);
+        else if (option == "--model")
+            command.models.push_back(argv[++i]);
+        else if (option == "--serial")
+            command.serial = argv[++i];
+        else if (option == "--lot-unit")
+            command.lotUnit = argv[++i];
         else if (option == "--unit-dir")
             command.unitDir = AbsoluteAsGiven(argv[++i]);
         else if (option == "--sonarbench")
@@ -237,6 +251,13 @@ bool LoadProfile(const Command_T& command, const std::string& name, CUnitProfile
         fprintf(stderr, "vunit: %s\n", error.c_str());
         return false;
     }
+    CLotUnit lotUnit;
+    if (!command.lotUnit.empty() &&
+        (!CLotUnit::Parse(command.lotUnit, lotUnit, error) || !lotUnit.Apply(name, profile, error)))
+    {
+        fprintf(stderr, "vunit: --lot-unit: %s\n", error.c_str());
+        return false;
+    }
     for (const std::string& amendment : command.amendments)
     {
         // "file PATH=CONTENT" reads like a profile line once the '=' is a blank.
@@ -251,6 +272,14 @@ bool LoadProfile(const Command_T& command, const std::string& name, CUnitProfile
             return false;
         }
     }
+    for (const std::string& options : command.models)
+        if (!profile.AddFpgaOptions(options, error))
+        {
+            fprintf(stderr, "vunit: --model: %s\n", error.c_str());
+            return false;
+        }
+    if (command.serial)
+        profile.SetSerial(command.serial);
     if (!command.faults.empty() && profile.Fpgas().empty())
     {
         fprintf(stderr, "vunit: --fault: the unit %s has no simulated FPGA, so it has no faults\n", name.c_str());
