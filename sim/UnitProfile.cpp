@@ -6,6 +6,8 @@
 #include <fstream>
 #include <sstream>
 
+const char* const CUnitProfile::c_SerialFile = "/corvane/Config/SerialNumber";
+
 namespace
 {
 const int c_MaxIncludeDepth = 8;
@@ -239,4 +241,29 @@ std::vector<std::string> CUnitProfile::Fpgas() const
     for (const auto& fpga : m_Fpgas)
         lines.push_back(fpga.second);
     return lines;
+}
+
+bool CUnitProfile::AddFpgaOptions(const std::string& options, std::string& error)
+{
+    if (m_Fpgas.empty())
+    {
+        error = "the unit has no simulated FPGA";
+        return false;
+    }
+    std::istringstream in(options);
+    std::string words;
+    for (std::string word; in >> word;)
+        words += " " + word;
+    std::vector<std::pair<std::string, std::string>> amended;
+    for (const auto& fpga : m_Fpgas)
+    {
+        FpgaSetup_T setup;
+        const std::string line = fpga.second + words;
+        if (!FpgaSetup_T::Parse(line, setup, error) ||
+            (!setup.follow.empty() && !CUnitTree::ValidPath(setup.follow, error)))
+            return false;
+        amended.emplace_back(fpga.first, line);
+    }
+    m_Fpgas.swap(amended);
+    return true;
 }

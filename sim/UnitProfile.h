@@ -43,9 +43,16 @@ public:
 
     const std::string& Description() const { return m_Description; }
 
+    // The unit's serial number file holds TEXT and a newline, as a unit's own does.
+    static const char* const c_SerialFile;
+    void SetSerial(const std::string& text) { Add(ENTRY_FILE, c_SerialFile, text + "\n"); }
+
     // The simulated FPGAs: "PATH MODEL [OPTION=VALUE...]", one per node; a
     // later line for a node replaces an earlier one.
     std::vector<std::string> Fpgas() const;
+    // Appends "OPTION=VALUE..." to every FPGA line, where later options win;
+    // false with a reason for a bad option or a unit without an FPGA.
+    bool AddFpgaOptions(const std::string& options, std::string& error);
 
     // "\n", "\t", "\\", "\0" and "\xHH" become their bytes.
     static bool Unescape(const std::string& text, std::string& bytes);

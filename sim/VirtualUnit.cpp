@@ -1,15 +1,13 @@
 #include "VirtualUnit.h"
 
+#include "ElfFile.h"
 #include "StopSignals.h"
 #include "UnitTree.h"
 
-#include <cctype>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <set>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -23,16 +21,17 @@ const char* const CVirtualUnit::c_Marker = ".vunit-unit";
 
 std::string CVirtualUnit::SanitizerRuntime(const std::string& program)
 {
-    std::ifstream in(program, std::ios::binary);
-    const std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-    const std::string name = "libasan.so.";
-    const size_t at = bytes.find(name);
-    if (at == std::string::npos)
-        return std::string();
-    size_t end = at + name.size();
-    while (end < bytes.size() && isdigit(static_cast<unsigned char>(bytes[end])))
-        ++end;
-    return end > at + name.size() ? bytes.substr(at, end - at) : std::string();
+    // Only the runtime's name is wanted, so a program that cannot be read
+    // (a script, another processor's byte order) simply has none.
+    std::vector<std::string> needed;
+    std::string error;
+    CElfFile::NeededLibraries(program, needed, error);
+    const std::string prefix = "libasan.so.";
+    for (const std::string& name : needed)
+        if (name.size() > prefix.size() && name.compare(0, prefix.size(), prefix) == 0 &&
+            name.find_first_not_of("0123456789", prefix.size()) == std::string::npos)
+            return name;
+    return std::string();
 }
 
 CVirtualUnit::CVirtualUnit(const std::string& folder, bool removeOnExit)

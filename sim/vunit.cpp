@@ -1,5 +1,6 @@
 // vunit: runs sonarbench (or any program) on a simulated unit.
 #include "FpgaSetup.h"
+#include "LotUnit.h"
 #include "StopSignals.h"
 #include "UnitProfile.h"
 #include "VirtualUnit.h"
@@ -52,6 +53,10 @@ const char* const c_Usage =
     "  --net                share the host's network (by default the unit has none)\n"
     "  --fpga 'PATH MODEL [OPTION=VALUE...]'  a simulated FPGA behind PATH (replaces the profile's)\n"
     "  --fault NAME         give every simulated FPGA of the unit this fault\n"
+    "  --model 'OPTION=VALUE...'  model options for every simulated FPGA of the unit\n"
+    "  --serial TEXT        the unit's serial number (/corvane/Config/SerialNumber)\n"
+    "  --lot-unit N[:ATTEMPT]  unit N of a virtual production lot of PROFILE: its own\n"
+    "                       serial number and echo; the noise changes with ATTEMPT\n"
     "  --no-shim            leave the device nodes as plain placeholder files\n"
     "  --describe           print what the unit holds instead of running it\n"
     "  --list               list the profiles\n"
@@ -172,6 +177,10 @@ struct Command_T
     std::vector<std::string> amendments;  // applied after the profile, in order
     std::vector<std::string> faults;
     std::vector<std::string> beside;  // PATH=NAME
+    std::vector<std::string> models;
+    std::string lotUnit;
+    std::string serial;
+    bool hasSerial = false;
     bool useShim = true, describe = false;
     bool run = false;  // PROFILE --run PROGRAM
     int next = 1;      // the first argument after the options
@@ -238,6 +247,22 @@ const Option_T c_Options[] = {
     {"--ro", true,
      [](Command_T& c, const std::string& v) {
          c.options.readOnlyBinds.push_back(Absolute(v));
+         return -1;
+     }},
+    {"--model", true,
+     [](Command_T& c, const std::string& v) {
+         c.models.push_back(v);
+         return -1;
+     }},
+    {"--serial", true,
+     [](Command_T& c, const std::string& v) {
+         c.serial = v;
+         c.hasSerial = true;
+         return -1;
+     }},
+    {"--lot-unit", true,
+     [](Command_T& c, const std::string& v) {
+         c.lotUnit = v;
          return -1;
      }},
     {"--beside", true,
@@ -367,6 +392,13 @@ bool LoadProfile(const Command_T& command, const std::string& name, CUnitProfile
         fprintf(stderr, "vunit: %s\n", error.c_str());
         return false;
     }
+    CLotUnit lotUnit;
+    if (!command.lotUnit.empty() &&
+        (!CLotUnit::Parse(command.lotUnit, lotUnit, error) || !lotUnit.Apply(name, profile, error)))
+    {
+        fprintf(stderr, "vunit: --lot-unit: %s\n", error.c_str());
+        return false;
+    }
     for (const std::string& amendment : command.amendments)
     {
         // "file PATH=CONTENT" reads like a profile line once the '=' is a blank.
@@ -381,6 +413,14 @@ bool LoadProfile(const Command_T& command, const std::string& name, CUnitProfile
             return false;
         }
     }
+    for (const std::string& options : command.models)
+        if (!profile.AddFpgaOptions(options, error))
+        {
+            fprintf(stderr, "vunit: --model: %s\n", error.c_str());
+            return false;
+        }
+    if (command.hasSerial)
+        profile.SetSerial(command.serial);
     if (!command.faults.empty() && profile.Fpgas().empty())
     {
         fprintf(stderr, "vunit: --fault: the unit %s has no simulated FPGA, so it has no faults\n", name.c_str());

@@ -14,7 +14,17 @@ public:
     // moves the bottom to a later sample.
     static const unsigned int c_RangeMetres = 100;
 
-    CEchoSimulator(uint32_t seed, unsigned int depthMetres) : m_Seed(seed), m_Depth(depthMetres) {}
+    // What sets one unit's echo apart; the defaults are the stock units'.
+    struct Shape_T
+    {
+        uint32_t seed = 1;                     // the noise's pattern
+        unsigned int depthCentimetres = 1200;  // the bottom
+        unsigned int echo = 200;               // the bottom sample's strength above the noise
+        unsigned int noise = 16;               // noise samples lie in 0..noise-1
+        unsigned int ringdown = 100;           // the transmit bang's length, percent of 1/64 of the record
+    };
+
+    explicit CEchoSimulator(const Shape_T& shape) : m_Shape(shape) {}
 
     // Index of the strongest bottom sample for a record of `count` samples.
     unsigned int BottomIndex(unsigned int count) const;
@@ -22,8 +32,7 @@ public:
     std::vector<uint8_t> Ping(unsigned int count, unsigned int pingNumber) const;
 
 private:
-    uint32_t m_Seed;
-    unsigned int m_Depth;
+    Shape_T m_Shape;
 };
 
 #endif

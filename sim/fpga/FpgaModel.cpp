@@ -11,7 +11,7 @@
 #include <cstring>
 
 CFpgaModel::CFpgaModel(const FpgaSetup_T& setup, CFpgaTrace& trace)
-    : m_Setup(setup), m_Echo(setup.seed, setup.depth), m_Trace(trace), m_Name(setup.Name())
+    : m_Setup(setup), m_Echo(setup.echo), m_Trace(trace), m_Name(setup.Name())
 {
     if (setup.flashMajor >= 0)
     {

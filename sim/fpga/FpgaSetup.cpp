@@ -48,6 +48,22 @@ bool Number(const std::string& text, unsigned int& value)
     value = static_cast<unsigned int>(n);
     return true;
 }
+
+// Metres with at most two decimals, such as "12" or "11.95"; at most 1000 m.
+bool Centimetres(const std::string& text, unsigned int& value)
+{
+    const size_t dot = text.find('.');
+    const std::string whole = text.substr(0, dot);
+    const std::string fraction = dot == std::string::npos ? "00" : (text.substr(dot + 1) + "0").substr(0, 2);
+    const bool digits = !whole.empty() && whole.size() <= 4 &&
+                        whole.find_first_not_of("0123456789") == std::string::npos &&
+                        fraction.find_first_not_of("0123456789") == std::string::npos &&
+                        (dot == std::string::npos || (text.size() > dot + 1 && text.size() <= dot + 3));
+    if (!digits)
+        return false;
+    value = static_cast<unsigned int>(std::stoul(whole) * 100 + std::stoul(fraction));
+    return value <= 100000;
+}
 }
 
 bool FpgaSetup_T::Parse(const std::string& text, FpgaSetup_T& setup, std::string& error)
@@ -74,9 +90,15 @@ bool FpgaSetup_T::Parse(const std::string& text, FpgaSetup_T& setup, std::string
         if (!ok)
             ;
         else if (key == "seed")
-            ok = Number(value, setup.seed);
+            ok = Number(value, setup.echo.seed);
         else if (key == "depth")
-            ok = Number(value, setup.depth) && setup.depth <= 1000;
+            ok = Centimetres(value, setup.echo.depthCentimetres);
+        else if (key == "echo")
+            ok = Number(value, setup.echo.echo) && setup.echo.echo <= 255;
+        else if (key == "noise")
+            ok = Number(value, setup.echo.noise) && setup.echo.noise <= 256;
+        else if (key == "ringdown")
+            ok = Number(value, setup.echo.ringdown) && setup.echo.ringdown >= 1 && setup.echo.ringdown <= 1000;
         else if (key == "channel")
             ok = Number(value, setup.channel) && setup.channel <= 1;
         else if (key == "transducer")

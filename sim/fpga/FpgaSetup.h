@@ -1,6 +1,8 @@
 #ifndef FPGASETUP_H
 #define FPGASETUP_H
 
+#include "EchoSimulator.h"
+
 #include <set>
 #include <string>
 #include <vector>
@@ -9,11 +11,10 @@
 // a simulated FPGA sits behind and how that unit's FPGA behaves.
 struct FpgaSetup_T
 {
-    std::string path;         // the device node, e.g. /dev/LSfpga0
-    std::string model;        // cor, lumet, lowscan-uart, lowscan-spi
-    unsigned int seed = 1;    // noise of the echo simulation
-    unsigned int depth = 12;  // bottom depth in metres
-    int flashMajor = -1;      // firmware present at power-up; -1: blank until loaded
+    std::string path;              // the device node, e.g. /dev/LSfpga0
+    std::string model;             // cor, lumet, lowscan-uart, lowscan-spi
+    CEchoSimulator::Shape_T echo;  // seed=, depth=, echo=, noise=, ringdown=
+    int flashMajor = -1;           // firmware present at power-up; -1: blank until loaded
     int flashMinor = 0;
     unsigned int channel = 0;  // the channel a UART port carries
     unsigned int transducer = 0x21;

@@ -8,6 +8,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 namespace
 {
 typedef std::vector<uint8_t> Bytes;
@@ -314,16 +316,50 @@ TEST(LowscanModel, SpiRequests)
     EXPECT_GT(packet[2], 200);
 }
 
-TEST(FpgaSetup, RejectsWhatNoUnitCanHave)
+TEST(FpgaSetup, OptionsTable)
 {
+    // The echo shape of each accepted line: seed, depth in cm, echo, noise, ring-down; later options win.
+    const struct
+    {
+        const char* line;
+        std::vector<unsigned int> shape;
+    } good[] = {
+        {"/dev/LSfpga0 cor", {1, 1200, 200, 16, 100}},
+        {"/dev/LSfpga0 cor seed=9 depth=25", {9, 2500, 200, 16, 100}},
+        {"/dev/LSfpga0 cor depth=11.9 echo=0 noise=0 ringdown=1", {1, 1190, 0, 0, 1}},
+        {"/dev/LSfpga0 cor depth=0.05 echo=255 noise=256 ringdown=1000", {1, 5, 255, 256, 1000}},
+        {"/dev/LSfpga0 cor depth=1000 seed=0x10 depth=012.34 seed=4294967295", {4294967295u, 1234, 200, 16, 100}},
+    };
+    for (const auto& c : good)
+    {
+        FpgaSetup_T setup;
+        std::string error;
+        ASSERT_TRUE(FpgaSetup_T::Parse(c.line, setup, error)) << c.line << ": " << error;
+        const CEchoSimulator::Shape_T& e = setup.echo;
+        EXPECT_EQ(c.shape, std::vector<unsigned int>({e.seed, e.depthCentimetres, e.echo, e.noise, e.ringdown}))
+            << c.line;
+    }
     const char* bad[] = {"dev/LSfpga0 cor",
                          "/dev/LSfpga0 skd",
                          "/dev/LSfpga0 cor fault=melted",
                          "/dev/LSfpga0 cor seed",
+                         "/dev/LSfpga0 cor seed=4294967296",
                          "/dev/LSfpga0 cor flash=3",
                          "/dev/LSfpga0 cor adc=1,2",
                          "/dev/ttyO1 lowscan-uart channel=2",
-                         "/dev/LSfpga0 cor colour=red"};
+                         "/dev/LSfpga0 cor colour=red",
+                         "/dev/LSfpga0 cor depth=1000.01",
+                         "/dev/LSfpga0 cor depth=12.345",
+                         "/dev/LSfpga0 cor depth=12.",
+                         "/dev/LSfpga0 cor depth=.5",
+                         "/dev/LSfpga0 cor depth=-1",
+                         "/dev/LSfpga0 cor depth=1e2",
+                         "/dev/LSfpga0 cor depth=0x10",
+                         "/dev/LSfpga0 cor echo=256",
+                         "/dev/LSfpga0 cor noise=257",
+                         "/dev/LSfpga0 cor ringdown=0",
+                         "/dev/LSfpga0 cor ringdown=1001",
+                         "/dev/LSfpga0 cor echo="};
     for (const char* line : bad)
     {
         FpgaSetup_T setup;
@@ -337,4 +373,43 @@ TEST(FpgaSetup, RejectsWhatNoUnitCanHave)
     EXPECT_EQ(4, setup.flashMajor);
     EXPECT_EQ("/dev/LSfpga0", setup.follow);
     EXPECT_TRUE(setup.Fault("no-reply"));
+}
+
+// Without noise a ping is the bang and the bottom alone: each shape option
+// moves exactly its own part of the record.
+TEST(EchoSimulator, ShapeOptionsMoveTheirOwnPartOfThePing)
+{
+    CEchoSimulator::Shape_T quiet;
+    quiet.noise = 0;
+    quiet.echo = 100;
+    quiet.ringdown = 200;           // 1024 x 200 / 6400 = 32 samples of bang
+    quiet.depthCentimetres = 5005;  // sample 512 of 1024
+    Bytes expected(1024, 0);
+    for (unsigned int i = 0; i < 32; ++i)
+        expected[i] = static_cast<uint8_t>(240 - i * 5);
+    for (unsigned int d : {0u, 1u, 2u, 3u})
+        expected[512 - d] = expected[512 + d] = static_cast<uint8_t>(100 - d * 20);
+    EXPECT_EQ(expected, CEchoSimulator(quiet).Ping(1024, 3));
+    EXPECT_EQ(512u, CEchoSimulator(quiet).BottomIndex(1024));
+
+    // A strong echo is clipped; a short ring-down keeps four samples of bang.
+    quiet.echo = 255;
+    quiet.ringdown = 1;
+    const Bytes strong = CEchoSimulator(quiet).Ping(64, 0);
+    EXPECT_EQ(Bytes({240, 200, 160, 120, 0}), Bytes(strong.begin(), strong.begin() + 5));
+    EXPECT_EQ(Bytes({102, 153, 204, 255, 204, 153, 102}), Bytes(strong.begin() + 29, strong.begin() + 36));
+
+    // Noise stays below its level, fills it, and follows the seed and the ping.
+    CEchoSimulator::Shape_T noisy;
+    noisy.noise = 9;
+    noisy.echo = 0;
+    const Bytes a = CEchoSimulator(noisy).Ping(4096, 0);
+    const Bytes tail(a.begin() + 100, a.end());
+    EXPECT_EQ(8, *std::max_element(tail.begin(), tail.end()));
+    EXPECT_EQ(0, *std::min_element(tail.begin(), tail.end()));
+    EXPECT_NE(a, CEchoSimulator(noisy).Ping(4096, 1));
+    noisy.seed = 2;
+    EXPECT_NE(a, CEchoSimulator(noisy).Ping(4096, 0));
+    noisy.seed = 1;
+    EXPECT_EQ(a, CEchoSimulator(noisy).Ping(4096, 0));
 }

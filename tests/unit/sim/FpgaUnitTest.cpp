@@ -1,6 +1,8 @@
 // The library's FPGA transports against the simulated FPGAs, through the
 // real device paths of virtual units (the device shim preloaded), and the
 // launcher's views of a unit.
+#include "EchoSimulator.h"
+#include "LotUnit.h"
 #include "KeptUnit.h"
 #include "UnitRunner.h"
 
@@ -202,6 +204,9 @@ TEST(Launcher, RefusesWhatWouldReachOutsideTheUnit)
          "--fault: the lowscan-uart FPGA model of /dev/ttyO1 has no fault "
          "'fifo-status'; its faults: no-reply, short-ping, version0"},
         {{"--fault", "no-reply"}, "hz05", "--fault: the unit hz05 has no simulated FPGA, so it has no faults"},
+        {{"--model", "echo=3"}, "hz05", "--model: the unit has no simulated FPGA"},
+        {{"--model", "seed=1 echo=256"}, "ql4k", "--model: bad FPGA option 'echo=256' for /dev/LSfpga0"},
+        {{"--lot-unit", "0"}, "ql4k", "--lot-unit: '0' is not N or N:ATTEMPT (N from 1 to 9999, ATTEMPT from 1)"},
     };
     for (const auto& c : cases)
     {
@@ -386,4 +391,53 @@ TEST(Launcher, UnitsHaveNoNetworkAndNeedNoRoot)
         GTEST_SKIP() << "this machine does not let an unprivileged user run bubblewrap: " << user.err;
     EXPECT_EQ(asRoot, user.out) << user.err;
     EXPECT_TRUE(scratch.Listing().empty());
+}
+
+// A lot unit's serial reaches the report, its echo the ping: each sample
+// block is the one the unit's shape gives, and only the attempt moves the noise.
+TEST(Launcher, LotUnitsSerialsAndModelOptions)
+{
+    const RunResult_T described =
+        RunOnUnit({"ql6m", {"--lot-unit", "23:2", "--model", "ringdown=150", "--serial", "A B", "--describe"}, {}, ""});
+    const std::string lot = CLotUnit(23, 2).ModelOptions();
+    for (const std::string& line : std::vector<std::string>{
+             "file   /corvane/Config/SerialNumber A\\sB\\n\n",
+             "fpga   /dev/LSfpga0 cor seed=6 depth=40 transducer=0x24 " + lot + " ringdown=150\n",
+             "fpga   /dev/LSfpga1 cor seed=7 depth=40 transducer=0x28 follow=/dev/LSfpga0 " + lot + " ringdown=150\n"})
+        EXPECT_TRUE(Has(described.out, line)) << line << "\n" << described.out;
+    EXPECT_TRUE(Has(RunOnUnit({"hz05", {"--lot-unit", "9", "--describe"}, {}, ""}).out,
+                    "file   /corvane/Config/SerialNumber VHZ05-0009\\n\n"));
+
+    // The serial in the unit data block of a failed run, verbatim.
+    const std::string battery = "/sys/devices/platform/omap/ti_tscadc/tiadc/iio:device0/in_voltage0_raw=";
+    std::string expected = Failed({"batteryvoltage"}, "Empty File.\n", "Varrow\n");
+    expected.replace(expected.find("0412345678"), 10, "VVARROW-0042");
+    EXPECT_EQ(expected, RunOnUnit({"varrow", {"--file", battery, "--lot-unit", "42"}, {"batteryvoltage"}, ""}).out);
+    expected.replace(expected.find("VVARROW-0042"), 12, "'; DROP TABLE runs; --\n\xff");
+    EXPECT_EQ(
+        expected,
+        RunOnUnit({"varrow", {"--file", battery, "--serial", "'; DROP TABLE runs; --\n\xff"}, {"batteryvoltage"}, ""})
+            .out);
+
+    const auto samples = [](const std::vector<std::string>& options) {
+        const std::string out = RunOnUnit({"ql4k", options, {"xkping", "200kHPShort.txt", "0", "1"}, ""}).out;
+        const size_t start = out.find("<SonarFPGAData>") + 15;
+        return out.substr(start, out.find("<EndSonarFPGAData>") - start);
+    };
+    const auto ping = [](const CEchoSimulator::Shape_T& shape) {
+        std::string text;
+        for (uint8_t sample : CEchoSimulator(shape).Ping(1024, 0))
+            text += (text.empty() ? "" : ",") + std::to_string(sample);
+        return text;
+    };
+    const std::string first = samples({"--lot-unit", "16"});
+    EXPECT_EQ(ping(CLotUnit(16).Shape()), first);
+    EXPECT_EQ(first, samples({"--lot-unit", "16:1"}));
+    EXPECT_EQ(ping(CLotUnit(16, 2).Shape()), samples({"--lot-unit", "16:2"}));
+    CEchoSimulator::Shape_T shape;
+    shape.seed = 4;
+    shape.echo = 90;
+    shape.noise = 3;
+    shape.depthCentimetres = 3025;
+    EXPECT_EQ(ping(shape), samples({"--model", "echo=90 noise=3", "--model", "depth=30.25"}));
 }
