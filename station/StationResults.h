@@ -5,6 +5,7 @@
 #include "StepReport.h"
 
 #include <QByteArray>
+#include <QDateTime>
 #include <QString>
 #include <QStringList>
 
@@ -34,6 +35,8 @@ struct UnitResult_T
 struct StationResults_T
 {
     QString plan;
+    QDateTime started;  // UTC
+    QString host;       // the station's
     std::vector<UnitResult_T> units;
     bool met = false;
     double seconds = 0;
