@@ -86,8 +86,8 @@ int CountColour(const Image_T& image, int r, int g, int b, int tolerance)
 QStringList BrowserArguments(const QTemporaryDir& profile)
 {
     // A screenshot may copy a frame drawn before all its raster tiles were done
-    // (a busy machine left whole 256 px tiles white): every compositor stage
-    // runs before a draw, and the page gets virtual time to settle first.
+    // (on a busy machine whole 256 px tiles stay white). These two flags make
+    // it rarer, not impossible: still about 1 run in 20 on a loaded 2-core machine.
     return {"--headless",
             "--no-sandbox",
             "--disable-gpu",
