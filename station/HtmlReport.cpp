@@ -6,13 +6,20 @@
 
 #include <QDir>
 
+#include <algorithm>
+
 namespace
 {
+// Long names wrap and wide tables shrink, so no page scrolls sideways.
 const char* const c_Style =
     "body{font-family:sans-serif;margin:16px;color:#111}"
-    "table{border-collapse:collapse}td,th{border:1px solid #888;padding:4px 8px;text-align:left}"
-    "td.met{background:#8fd19e}td.unmet{background:#f19a94}td.timeout{background:#f6c26b}"
-    "td a{color:#111;display:block}pre{background:#f4f4f4;padding:8px;overflow-x:auto}";
+    "table{border-collapse:collapse;margin-bottom:16px}"
+    "td,th{border:1px solid #888;padding:4px 8px;text-align:left;vertical-align:top;overflow-wrap:anywhere}"
+    "table.grid{width:100%;table-layout:fixed}"
+    "td.met{background:#8fd19e}td.unmet{background:#f19a94}td.timeout{background:#f6c26b}td.missing{background:#ddd}"
+    "td a{color:#111;display:block}p.facts{line-height:1.5}"
+    "code{overflow-wrap:anywhere}pre{background:#f4f4f4;padding:8px;overflow-x:auto}"
+    "svg{max-width:100%;height:auto}";
 
 QString E(const QString& text)
 {
@@ -26,6 +33,10 @@ QString Page(const QString& title, const QString& body)
         .arg(E(title), c_Style, body);
 }
 
+QString MetWord(bool met)
+{
+    return met ? "met" : "NOT met";
+}
 }
 
 QString CHtmlReport::Outcome(const StepResult_T& step)
@@ -40,45 +51,118 @@ QString CHtmlReport::PageName(size_t unit, const StepResult_T& step)
     return QString("unit%1-%2.html").arg(unit + 1).arg(step.name);
 }
 
+QString CHtmlReport::Measured(const ExpectationResult_T& expectation)
+{
+    // A mean reads best to a few digits; the JSON file keeps every one.
+    const QVariant& measured = expectation.measured;
+    if (!measured.isValid())
+        return "-";
+    return measured.type() == QVariant::Double ? QString::number(measured.toDouble(), 'g', 6) : measured.toString();
+}
+
 QString CHtmlReport::Index(const StationResults_T& results) const
 {
-    QString body = QString("<p>Plan %1: %2 (%3 s)</p>\n<table>\n<tr><th>unit</th>")
-                       .arg(E(results.plan), results.met ? "every expectation met" : "expectations NOT met")
-                       .arg(results.seconds, 0, 'f', 2);
-    if (!results.units.empty())
-        for (const StepResult_T& step : results.units.front().steps)
-            body += "<th>" + E(step.name) + "</th>";
-    body += "</tr>\n";
+    const StepCounts_T counts = results.Count();
+    // Text from outside is joined on, never passed to arg(): a "%1" in it stays as it is.
+    QString body = QString("<p class=\"facts\">%1<br>Run %2 on station ")
+                       .arg(results.met ? "Every expectation met." : "Expectations NOT met.",
+                            results.started.toUTC().toString("yyyy-MM-dd HH:mm:ss 'UTC'"));
+    body += E(results.host) + ", plan " + E(results.plan) +
+            QString(", %1 s<br>%2 units, %3 steps: %4 met, %5 not met, %6 not run</p>\n")
+                .arg(results.seconds, 0, 'f', 2)
+                .arg(results.units.size())
+                .arg(counts.steps)
+                .arg(counts.met)
+                .arg(counts.unmet)
+                .arg(counts.notRun);
+    body += UnitTable(results) + UnmetList(results) + Grid(results);
+    return Page("Station report", body);
+}
+
+QString CHtmlReport::UnmetList(const StationResults_T& results) const
+{
+    QString rows;
+    int count = 0;
     for (size_t u = 0; u < results.units.size(); ++u)
-    {
-        body += "<tr><th>" + E(results.units[u].unit) + "</th>";
         for (const StepResult_T& step : results.units[u].steps)
-            body += QString("<td class=\"%1\"><a href=\"%2\">%3 %4</a></td>")
-                        .arg(Outcome(step), PageName(u, step), E(step.verdict), step.met ? "" : "(not met)");
+            for (const ExpectationResult_T& expectation : step.expectations)
+                if (!expectation.met)
+                {
+                    ++count;
+                    rows += QString("<tr><td>%1</td><td><a href=\"%2\">%3</a></td><td>%4</td><td>%5</td>"
+                                    "<td>%6</td></tr>\n")
+                                .arg(E(results.units[u].unit), E(PageName(u, step)), E(step.name),
+                                     E(expectation.Label()), E(expectation.expected), E(Measured(expectation)));
+                }
+    if (count == 0)
+        return "<h2>Not met: none</h2>\n";
+    return QString("<h2>Not met: %1</h2>\n<table class=\"unmet-list\">\n<tr><th>unit</th><th>step</th>"
+                   "<th>expectation</th><th>expected</th><th>measured</th></tr>\n%2</table>\n")
+        .arg(count)
+        .arg(rows);
+}
+
+QString CHtmlReport::UnitTable(const StationResults_T& results) const
+{
+    QString body = "<h2>Units</h2>\n<table class=\"units\">\n<tr><th>unit</th><th>verdict</th><th>steps</th>"
+                   "<th>met</th><th>not met</th></tr>\n";
+    for (const UnitResult_T& unit : results.units)
+    {
+        const auto met =
+            std::count_if(unit.steps.begin(), unit.steps.end(), [](const StepResult_T& s) { return s.met; });
+        body += QString("<tr><th>%6</th><td class=\"%1\">%2</td><td>%3</td><td>%4</td><td>%5</td></tr>\n")
+                    .arg(unit.met ? "met" : "unmet", MetWord(unit.met))
+                    .arg(unit.steps.size())
+                    .arg(met)
+                    .arg(static_cast<long long>(unit.steps.size()) - met)
+                    .arg(E(unit.unit));
+    }
+    return body + "</table>\n";
+}
+
+QString CHtmlReport::Grid(const StationResults_T& results) const
+{
+    // Steps down, units across: a long plan grows downwards only.
+    size_t longest = 0;
+    for (size_t u = 0; u < results.units.size(); ++u)
+        if (results.units[u].steps.size() > results.units[longest].steps.size())
+            longest = u;
+    QString body = "<h2>Steps</h2>\n<table class=\"grid\">\n<tr><th>step</th>";
+    for (const UnitResult_T& unit : results.units)
+        body += "<th>" + E(unit.unit) + "</th>";
+    body += "</tr>\n";
+    const size_t rows = results.units.empty() ? 0 : results.units[longest].steps.size();
+    for (size_t s = 0; s < rows; ++s)
+    {
+        body += "<tr><th>" + E(results.units[longest].steps[s].name) + "</th>";
+        for (size_t u = 0; u < results.units.size(); ++u)
+        {
+            if (s >= results.units[u].steps.size())
+            {
+                body += "<td class=\"missing\">not run</td>";
+                continue;
+            }
+            const StepResult_T& step = results.units[u].steps[s];
+            body += QString("<td class=\"%1\"><a href=\"%2\">%3, %4</a></td>")
+                        .arg(Outcome(step), E(PageName(u, step)), E(step.verdict), MetWord(step.met));
+        }
         body += "</tr>\n";
     }
-    return Page("Station report", body + "</table>\n");
+    return body + "</table>\n";
 }
 
 QString CHtmlReport::StepPage(const StationResults_T& results, size_t unit, size_t index) const
 {
     const StepResult_T& step = results.units[unit].steps[index];
     QString body = QString("<p><a href=\"index.html\">All units</a></p>\n"
-                           "<p>Command: <code>./sonarbench %1</code><br>Verdict: %2<br>Time: %3 s</p>\n")
-                       .arg(E(step.command.join(' ')), E(step.verdict))
-                       .arg(step.seconds, 0, 'f', 2);
+                           "<p>Command: <code>./sonarbench %2</code><br>Verdict: %3<br>Time: %1 s</p>\n")
+                       .arg(step.seconds, 0, 'f', 2)
+                       .arg(E(step.command.join(' ')), E(step.verdict));
     body += "<table>\n<tr><th>expectation</th><th>expected</th><th>measured</th><th>met</th></tr>\n";
     for (const ExpectationResult_T& expectation : step.expectations)
-    {
-        // A mean reads best to a few digits; the JSON file keeps every one.
-        const QVariant& measured = expectation.measured;
-        const QString shown = !measured.isValid()                   ? QString("-")
-                              : measured.type() == QVariant::Double ? QString::number(measured.toDouble(), 'g', 6)
-                                                                    : measured.toString();
         body += QString("<tr><td>%1</td><td>%2</td><td>%3</td><td class=\"%4\">%5</td></tr>\n")
-                    .arg(E(expectation.Label()), E(expectation.expected), E(shown), expectation.met ? "met" : "unmet",
-                         expectation.met ? "yes" : "no");
-    }
+                    .arg(E(expectation.Label()), E(expectation.expected), E(Measured(expectation)),
+                         expectation.met ? "met" : "unmet", expectation.met ? "yes" : "no");
     body += "</table>\n";
     const CSvgPlot plot;
     for (size_t b = 0; b < step.report.blocks.size(); ++b)
@@ -87,7 +171,10 @@ QString CHtmlReport::StepPage(const StationResults_T& results, size_t unit, size
         body += QString("<h2>Sample block %1: %2 samples</h2>\n").arg(b + 1).arg(block.samples.size());
         for (const QString& line : block.lines)
             body += "<p><code>" + E(line) + "</code></p>\n";
-        body += plot.Render(block, step.expectations);
+        // The sample expectations judge the first block only.
+        if (b > 0)
+            body += "<p>No expectation looks at this block.</p>\n";
+        body += plot.Render(block, b == 0 ? step.expectations : std::vector<ExpectationResult_T>());
     }
     if (!step.report.errors.isEmpty())
         body += "<h2>Errors</h2>\n<pre>" + E(step.report.errors.join('\n')) + "</pre>\n";

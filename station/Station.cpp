@@ -5,6 +5,7 @@
 #include "UnitFiles.h"
 
 #include <QElapsedTimer>
+#include <QSysInfo>
 
 #include <algorithm>
 #include <atomic>
@@ -21,6 +22,8 @@ StationResults_T CStation::Run(const QString& planName)
     timer.start();
     StationResults_T results;
     results.plan = planName;
+    results.started = QDateTime::currentDateTimeUtc();
+    results.host = QSysInfo::machineHostName();
     results.units.resize(m_Units.size());
 
     std::atomic<size_t> next{0};

@@ -5,6 +5,7 @@
 #include "StepReport.h"
 
 #include <QByteArray>
+#include <QDateTime>
 #include <QString>
 #include <QStringList>
 
@@ -47,6 +48,8 @@ struct StepCounts_T
 struct StationResults_T
 {
     QString plan;
+    QDateTime started;  // UTC
+    QString host;       // the station's
     std::vector<UnitResult_T> units;
     bool met = false;
     double seconds = 0;

@@ -1,0 +1,216 @@
+// The report pages from hand-made results: the index's facts, unmet list,
+// units and grid, and where the plot puts its marks and words.
+#include "HtmlReport.h"
+#include "SvgPlot.h"
+
+#include <QRegularExpression>
+#include <QXmlStreamReader>
+
+#include <gtest/gtest.h>
+
+namespace
+{
+ExpectationResult_T Expect(const QString& key, const QString& expected, int from, const QVariant& measured, bool met)
+{
+    ExpectationResult_T result;
+    result.key = key;
+    result.expected = expected;
+    result.from = from;
+    result.measured = measured;
+    result.met = met;
+    return result;
+}
+
+StepResult_T Step(const QString& name, const QString& verdict, std::vector<ExpectationResult_T> expectations)
+{
+    StepResult_T step;
+    step.name = name;
+    step.verdict = verdict;
+    step.expectations = std::move(expectations);
+    step.met = std::all_of(step.expectations.begin(), step.expectations.end(),
+                           [](const ExpectationResult_T& e) { return e.met; });
+    return step;
+}
+
+StationResults_T Results()
+{
+    StationResults_T results;
+    results.plan = "<plan>&%1.txt";
+    results.host = "bench\"%2";
+    results.started = QDateTime(QDate(2024, 3, 9), QTime(17, 5, 42), Qt::UTC);
+    results.seconds = 12.345;
+    UnitResult_T good{"ql4k",
+                      {Step("xk", "passed", {Expect("peak", "240..255", 0, 247, true)}),
+                       Step("volts", "performed", {Expect("reading", "2900..3100", 0, 3012.0, true)})},
+                      true, QString(), QString()};
+    // Stopped after its first step, which timed out.
+    UnitResult_T bad{"<i>unit</i>%1",
+                     {Step("xk", "timeout",
+                           {Expect("verdict", "passed or performed", 0, "timeout", false),
+                            Expect("mean", "0..100", 32, QVariant(), false)})},
+                     false, QString(), QString()};
+    results.units = {good, bad};
+    return results;
+}
+
+QString Between(const QString& text, const QString& from, const QString& to)
+{
+    const int start = text.indexOf(from);
+    return start < 0 ? QString() : text.mid(start, text.indexOf(to, start) + to.size() - start);
+}
+
+TEST(HtmlReport, IndexShowsTheRunUnmetExpectationsUnitsAndGrid)
+{
+    const QString index = CHtmlReport().Index(Results());
+    EXPECT_EQ(Between(index, "<p class=\"facts\">", "</p>").toStdString(),
+              "<p class=\"facts\">Expectations NOT met.<br>Run 2024-03-09 17:05:42 UTC on station bench&quot;%2, "
+              "plan &lt;plan&gt;&amp;%1.txt, 12.35 s<br>2 units, 3 steps: 2 met, 1 not met</p>");
+    EXPECT_EQ(Between(index, "<h2>Not met", "</table>").toStdString(),
+              "<h2>Not met: 2</h2>\n<table class=\"unmet-list\">\n<tr><th>unit</th><th>step</th><th>expectation</th>"
+              "<th>expected</th><th>measured</th></tr>\n"
+              "<tr><td>&lt;i&gt;unit&lt;/i&gt;%1</td><td><a href=\"unit2-xk.html\">xk</a></td><td>verdict</td>"
+              "<td>passed or performed</td><td>timeout</td></tr>\n"
+              "<tr><td>&lt;i&gt;unit&lt;/i&gt;%1</td><td><a href=\"unit2-xk.html\">xk</a></td><td>mean from 32</td>"
+              "<td>0..100</td><td>-</td></tr>\n</table>");
+    EXPECT_EQ(Between(index, "<h2>Units</h2>", "</table>").toStdString(),
+              "<h2>Units</h2>\n<table class=\"units\">\n<tr><th>unit</th><th>verdict</th><th>steps</th><th>met</th>"
+              "<th>not met</th></tr>\n<tr><th>ql4k</th><td class=\"met\">met</td><td>2</td><td>2</td><td>0</td></tr>\n"
+              "<tr><th>&lt;i&gt;unit&lt;/i&gt;%1</th><td class=\"unmet\">NOT met</td><td>1</td><td>0</td><td>1</td>"
+              "</tr>\n</table>");
+    EXPECT_EQ(Between(index, "<h2>Steps</h2>", "</table>").toStdString(),
+              "<h2>Steps</h2>\n<table class=\"grid\">\n<tr><th>step</th><th>ql4k</th><th>&lt;i&gt;unit&lt;/i&gt;%1</th>"
+              "</tr>\n<tr><th>xk</th><td class=\"met\"><a href=\"unit1-xk.html\">passed, met</a></td>"
+              "<td class=\"timeout\"><a href=\"unit2-xk.html\">timeout, NOT met</a></td></tr>\n"
+              "<tr><th>volts</th><td class=\"met\"><a href=\"unit1-volts.html\">performed, met</a></td>"
+              "<td class=\"missing\">not run</td></tr>\n</table>");
+    // The unmet list comes before the units and the grid.
+    EXPECT_LT(index.indexOf("<h2>Not met"), index.indexOf("<h2>Steps"));
+
+    StationResults_T allMet = Results();
+    allMet.units.pop_back();
+    allMet.met = true;
+    const QString metIndex = CHtmlReport().Index(allMet);
+    EXPECT_TRUE(metIndex.contains("<p class=\"facts\">Every expectation met.<br>")) << metIndex.toStdString();
+    EXPECT_TRUE(metIndex.contains("<h2>Not met: none</h2>\n<h2>Steps</h2>"));
+}
+
+// Every word of a plot lies outside its plotting area (64..852 x 48..300).
+void ExpectNoTextInThePlottingArea(const QString& svg)
+{
+    QXmlStreamReader xml(svg);
+    double dx = 0;
+    double dy = 0;
+    while (!xml.atEnd())
+    {
+        if (xml.readNext() != QXmlStreamReader::StartElement)
+            continue;
+        const QXmlStreamAttributes a = xml.attributes();
+        const QRegularExpressionMatch shift =
+            QRegularExpression("translate\\(([-0-9.]+) ([-0-9.]+)\\)").match(a.value("transform").toString());
+        if (xml.name() == QLatin1String("g"))
+        {
+            dx = shift.hasMatch() ? shift.captured(1).toDouble() : 0;
+            dy = shift.hasMatch() ? shift.captured(2).toDouble() : 0;
+        }
+        if (xml.name() != QLatin1String("text"))
+            continue;
+        const double x = dx + a.value("x").toDouble();
+        const double y = dy + a.value("y").toDouble();
+        const QString words = xml.readElementText(QXmlStreamReader::IncludeChildElements);
+        EXPECT_FALSE(x > 64 && x < 852 && y > 48 && y < 300 + 12) << words.toStdString() << " at " << x << "," << y;
+    }
+    EXPECT_FALSE(xml.hasError()) << xml.errorString().toStdString();
+}
+
+// "FROM@X" of each window's label.
+QStringList WindowLabels(const QString& svg)
+{
+    const QRegularExpression label("<text x=\"([0-9.]+)\" y=\"16.0\" fill=\"#555555\">from ([0-9]+)</text>");
+    QStringList labels;
+    for (auto m = label.globalMatch(svg); m.hasNext();)
+    {
+        const QRegularExpressionMatch match = m.next();
+        labels += match.captured(2) + "@" + match.captured(1);
+    }
+    return labels;
+}
+
+TEST(SvgPlot, MarksWindowsPeaksAndRangesWithTheWordsOutsideThePlot)
+{
+    SampleBlock_T block;
+    block.samples = {90, 40, 5, 3, 7, 60, 12, 60, 4, 1};
+    const std::vector<ExpectationResult_T> expectations = {
+        Expect("peak", "80..100", 0, 90, true),    Expect("peak", "40..60", 4, 60, true),
+        Expect("peak-index", "6..7", 4, 5, false), Expect("peak-index", "6..7", 5, 5, false),
+        Expect("mean", "0..20", 2, 18.875, true),  Expect("samples", "10", 0, 10, true)};
+    const QString svg = CSvgPlot().Render(block, expectations);
+    ExpectNoTextInThePlottingArea(svg);
+    EXPECT_EQ(Between(svg, "<g class=\"legend\">", "\n</g>\n").toStdString(),
+              "<g class=\"legend\">\n"
+              "<g transform=\"translate(64.0 366.0)\"><line x1=\"0\" y1=\"-5\" x2=\"16\" y2=\"-5\" stroke=\"#1f4e9c\" "
+              "stroke-width=\"2\"/><text x=\"24\">10 samples</text></g>\n"
+              "<g transform=\"translate(64.0 386.0)\"><rect x=\"0\" y=\"-11\" width=\"16\" height=\"10\" "
+              "fill=\"#2e9e44\" fill-opacity=\"0.18\" stroke=\"#2e9e44\" stroke-dasharray=\"4 3\"/><text x=\"24\">"
+              "<tspan fill=\"#2e9e44\" font-weight=\"bold\">1</tspan> peak: expected 80..100, measured 90, met</text>"
+              "</g>\n"
+              "<g transform=\"translate(64.0 406.0)\"><rect x=\"0\" y=\"-11\" width=\"16\" height=\"10\" "
+              "fill=\"#2e9e44\" fill-opacity=\"0.18\" stroke=\"#2e9e44\" stroke-dasharray=\"4 3\"/><text x=\"24\">"
+              "<tspan fill=\"#2e9e44\" font-weight=\"bold\">2</tspan> peak from 4: expected 40..60, measured 60, met"
+              "</text></g>\n"
+              "<g transform=\"translate(64.0 426.0)\"><rect x=\"0\" y=\"-11\" width=\"16\" height=\"10\" "
+              "fill=\"#d0342c\" fill-opacity=\"0.18\" stroke=\"#d0342c\" stroke-dasharray=\"4 3\"/><text x=\"24\">"
+              "<tspan fill=\"#d0342c\" font-weight=\"bold\">3</tspan> peak-index from 4: expected 6..7, measured 5, "
+              "NOT met</text></g>\n"
+              "<g transform=\"translate(64.0 446.0)\"><rect x=\"0\" y=\"-11\" width=\"16\" height=\"10\" "
+              "fill=\"#d0342c\" fill-opacity=\"0.18\" stroke=\"#d0342c\" stroke-dasharray=\"4 3\"/><text x=\"24\">"
+              "<tspan fill=\"#d0342c\" font-weight=\"bold\">4</tspan> peak-index from 5: expected 6..7, measured 5, "
+              "NOT met</text></g>\n"
+              "<g transform=\"translate(64.0 466.0)\"><rect x=\"0\" y=\"-11\" width=\"16\" height=\"10\" "
+              "fill=\"#2e9e44\" fill-opacity=\"0.18\" stroke=\"#2e9e44\" stroke-dasharray=\"4 3\"/><text x=\"24\">"
+              "<tspan fill=\"#2e9e44\" font-weight=\"bold\">5</tspan> mean from 2: expected 0..20, measured 18.875, "
+              "met</text></g>\n"
+              "<g transform=\"translate(64.0 486.0)\"><rect x=\"0\" y=\"-11\" width=\"16\" height=\"10\" "
+              "fill=\"#555555\" fill-opacity=\"0.15\" stroke=\"#555555\" stroke-dasharray=\"2 2\"/><text x=\"24\">"
+              "from 2: the samples before index 2 are left out</text></g>\n"
+              "<g transform=\"translate(64.0 506.0)\"><rect x=\"0\" y=\"-11\" width=\"16\" height=\"10\" "
+              "fill=\"#555555\" fill-opacity=\"0.15\" stroke=\"#555555\" stroke-dasharray=\"2 2\"/><text x=\"24\">"
+              "from 4: the samples before index 4 are left out</text></g>\n"
+              "<g transform=\"translate(64.0 526.0)\"><rect x=\"0\" y=\"-11\" width=\"16\" height=\"10\" "
+              "fill=\"#555555\" fill-opacity=\"0.15\" stroke=\"#555555\" stroke-dasharray=\"2 2\"/><text x=\"24\">"
+              "from 5: the samples before index 5 are left out</text></g>\n"
+              "<g transform=\"translate(64.0 546.0)\"><circle cx=\"8\" cy=\"-5\" r=\"5\" fill=\"#ff8c00\"/>"
+              "<text x=\"24\">peak: 90 at index 0</text></g>\n"
+              "<g transform=\"translate(64.0 566.0)\"><circle cx=\"8\" cy=\"-5\" r=\"5\" fill=\"#ff8c00\"/>"
+              "<text x=\"24\">peak from 4: 60 at index 5</text></g>\n"
+              "<g transform=\"translate(64.0 586.0)\"><circle cx=\"8\" cy=\"-5\" r=\"5\" fill=\"#ff8c00\"/>"
+              "<text x=\"24\">peak from 5: 60 at index 5</text></g>\n</g>\n");
+    // The first of two equal peaks, at x = 64 + 5/9 * 788 and 60 on an axis to 105 (5 % over the range 80..100).
+    EXPECT_EQ(svg.count("<circle class=\"peak\" cx=\"501.8\" cy=\"156.0\" r=\"5\" fill=\"#ff8c00\""), 2);
+    EXPECT_EQ(WindowLabels(svg), (QStringList{"2@237.1", "4@412.2", "5@499.8"}));
+    EXPECT_TRUE(svg.contains("<g class=\"range peak\"><rect x=\"414.2\" y=\""));  // from 4 on only
+}
+
+TEST(SvgPlot, UnjudgedBlockMarksItsOwnPeakAndEscapes)
+{
+    SampleBlock_T block;
+    block.samples = {3, 9, 9, 1};
+    const QString svg = CSvgPlot().Render(block, {Expect("peak", "<5..7>", 0, 9, false)});
+    ExpectNoTextInThePlottingArea(svg);
+    EXPECT_EQ(svg.count("<circle class=\"peak\""), 1);
+    EXPECT_TRUE(svg.contains("<text x=\"24\">peak: 9 at index 1</text>"));
+    EXPECT_FALSE(svg.contains("<5"));
+    EXPECT_EQ(CSvgPlot().Render(block, {}).count("<g class=\"range"), 0);
+
+    // Windows close together: each label goes just after the one before, 8 px a character.
+    block.samples.assign(1000, 1);
+    const QString close =
+        CSvgPlot().Render(block, {Expect("mean", "0..2", 34, 1, true), Expect("mean", "0..2", 30, 1, true),
+                                  Expect("peak", "0..2", 32, 1, true), Expect("peak-index", "1..2", 32, 32, true)});
+    ExpectNoTextInThePlottingArea(close);
+    EXPECT_EQ(WindowLabels(close), (QStringList{"30@85.7", "32@141.7", "34@197.7"}));
+    // Value-range tags right of the plot, one under the other although their ranges coincide.
+    EXPECT_EQ(close.count(QRegularExpression("<text x=\"858.0\" y=\"[0-9.]+\" fill=\"#2e9e44\" "
+                                             "font-weight=\"bold\">[123]</text>")),
+              3);
+}
+}
