@@ -1,10 +1,11 @@
 // The HTML report in a real browser: headless Chromium takes screenshots of the
 // grid and of a plot page, and their pixels must show what the pages draw.
+#include "HeadlessChromium.h"
 #include "HtmlReport.h"
 #include "StationProcess.h"
 
 #include <QFile>
-#include <QProcess>
+#include <QJsonValue>
 #include <QStandardPaths>
 #include <QTemporaryDir>
 
@@ -83,37 +84,16 @@ int CountColour(const Image_T& image, int r, int g, int b, int tolerance)
     return count;
 }
 
-QStringList BrowserArguments(const QTemporaryDir& profile)
+Image_T Screenshot(const QString& chromium, const QString& page)
 {
-    // A screenshot may copy a frame drawn before all its raster tiles were done
-    // (on a busy machine whole 256 px tiles stay white). These two flags make
-    // it rarer, not impossible: still about 1 run in 20 on a loaded 2-core machine.
-    return {"--headless",
-            "--no-sandbox",
-            "--disable-gpu",
-            "--disable-quic",
-            "--no-first-run",
-            "--disable-background-networking",
-            "--disable-component-update",
-            "--disable-sync",
-            "--hide-scrollbars",
-            "--run-all-compositor-stages-before-draw",
-            "--virtual-time-budget=2000",
-            "--window-size=1200,900",
-            "--user-data-dir=" + profile.path()};
-}
-
-Image_T Screenshot(const QString& chromium, const QString& page, const QString& png)
-{
-    QTemporaryDir profile;
-    QProcess browser;
-    browser.start(chromium, BrowserArguments(profile) << "--screenshot=" + png << "file://" + page);
-    EXPECT_TRUE(browser.waitForFinished(60000)) << page.toStdString();
-    QFile file(png);
+    CHeadlessChromium browser;
+    QString error;
+    QByteArray png;
     Image_T image;
-    EXPECT_TRUE(file.open(QIODevice::ReadOnly))
-        << "no screenshot of " << page.toStdString() << browser.readAllStandardError().toStdString();
-    EXPECT_TRUE(DecodePng(file.readAll(), image)) << png.toStdString();
+    EXPECT_TRUE(browser.Start(chromium, error) && browser.Open("file://" + page, 1200, 900, error) &&
+                browser.Screenshot(png, error))
+        << page.toStdString() << ": " << error.toStdString();
+    EXPECT_TRUE(DecodePng(png, image)) << "no PNG screenshot of " << page.toStdString();
     return image;
 }
 
@@ -127,7 +107,7 @@ TEST(Browser, ScreenshotsShowTheGridAndThePlot)
         {"run", PlanFile("cor.txt"), "--unit", "ql4k", "--unit", "varrow", "--report", dir.filePath("html")});
     ASSERT_EQ(run.exitCode, 1) << run.errors.toStdString();
 
-    const Image_T grid = Screenshot(chromium, dir.filePath("html/index.html"), dir.filePath("index.png"));
+    const Image_T grid = Screenshot(chromium, dir.filePath("html/index.html"));
     EXPECT_EQ(grid.width, 1200);
     EXPECT_EQ(grid.height, 900);
     // In sight at the top: the QL4K's verdict cell green, the Varrow's red, each some hundreds of pixels.
@@ -137,7 +117,7 @@ TEST(Browser, ScreenshotsShowTheGridAndThePlot)
     EXPECT_GT(red, 1500);
     EXPECT_LT(green + red, 1200 * 900 / 4);
 
-    const Image_T plot = Screenshot(chromium, dir.filePath("html/unit1-high-band.html"), dir.filePath("plot.png"));
+    const Image_T plot = Screenshot(chromium, dir.filePath("html/unit1-high-band.html"));
     ASSERT_EQ(plot.rgb.size(), 1200u * 900u * 3u);
     EXPECT_GT(CountColour(plot, 0x1f, 0x4e, 0x9c, 40), 1500) << "the sample trace";
     // Two peak markers (r = 5) in the plot; the legend is below the window.
@@ -177,21 +157,18 @@ TEST(Browser, TwoHundredStepsNeedNoSidewaysScrolling)
     QTemporaryDir dir;
     QFile page(dir.filePath("index.html"));
     ASSERT_TRUE(page.open(QIODevice::WriteOnly));
-    // The test's own script, added to a copy of the page: the report has none.
-    page.write(CHtmlReport()
-                   .Index(results)
-                   .replace("</body>",
-                            "<script>document.body.setAttribute('data-widths', document.documentElement.scrollWidth + "
-                            "' ' + document.documentElement.clientWidth)</script></body>")
-                   .toUtf8());
+    page.write(CHtmlReport().Index(results).toUtf8());
     page.close();
-    QTemporaryDir profile;
-    QProcess browser;
-    browser.start(chromium, BrowserArguments(profile) << "--dump-dom"
-                                                      << "file://" + page.fileName());
-    ASSERT_TRUE(browser.waitForFinished(60000));
-    const QString dom = QString::fromUtf8(browser.readAllStandardOutput());
-    EXPECT_EQ(dom.count("<tr>"), 1 + 2 + 1 + 2 * 200 + 1 + 200) << "units, unmet list, grid";
-    EXPECT_TRUE(dom.contains("data-widths=\"1200 1200\"")) << dom.left(300).toStdString();
+    CHeadlessChromium browser;
+    QString error;
+    QJsonValue rows;
+    QJsonValue widths;
+    ASSERT_TRUE(browser.Start(chromium, error) && browser.Open("file://" + page.fileName(), 1200, 900, error) &&
+                browser.Evaluate("document.querySelectorAll('tr').length", rows, error) &&
+                browser.Evaluate("document.documentElement.scrollWidth + ' ' + document.documentElement.clientWidth",
+                                 widths, error))
+        << error.toStdString();
+    EXPECT_EQ(rows.toInt(), 1 + 2 + 1 + 2 * 200 + 1 + 200) << "units, unmet list, grid";
+    EXPECT_EQ(widths.toString().toStdString(), "1200 1200");
 }
 }

@@ -64,7 +64,7 @@ TEST(HtmlReport, IndexShowsTheRunUnmetExpectationsUnitsAndGrid)
     const QString index = CHtmlReport().Index(Results());
     EXPECT_EQ(Between(index, "<p class=\"facts\">", "</p>").toStdString(),
               "<p class=\"facts\">Expectations NOT met.<br>Run 2024-03-09 17:05:42 UTC on station bench&quot;%2, "
-              "plan &lt;plan&gt;&amp;%1.txt, 12.35 s<br>2 units, 3 steps: 2 met, 1 not met</p>");
+              "plan &lt;plan&gt;&amp;%1.txt, 12.35 s<br>2 units, 3 steps: 2 met, 1 not met, 0 not run</p>");
     EXPECT_EQ(Between(index, "<h2>Not met", "</table>").toStdString(),
               "<h2>Not met: 2</h2>\n<table class=\"unmet-list\">\n<tr><th>unit</th><th>step</th><th>expectation</th>"
               "<th>expected</th><th>measured</th></tr>\n"
