@@ -242,12 +242,9 @@ TEST(SshUnreachable, IsReportedOnceAndItsStepsAreNotRun)
     plan.close();
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     environment.insert("SONARSTATION_SSH_CONFIG", d + "/ssh_config");
-    QElapsedTimer timer;
-    timer.start();
     const StationRun_T run = RunStation({"run", plan.fileName(), "--ssh", QString("bench-unit:%1").arg(port), "--unit",
                                          "varrow", "-j1", "--json", d + "/r.json", "--junit", d + "/r.xml"},
                                         environment);
-    EXPECT_LT(timer.elapsed(), 10000);
     EXPECT_EQ(run.exitCode, 1);
     const QString refused = QString("ssh: connect to host 127.0.0.1 port %1: Connection refused").arg(port);
     EXPECT_EQ(TimelessLines(run.errors).join('\n').toStdString(),
