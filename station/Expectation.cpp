@@ -123,7 +123,8 @@ ExpectationResult_T CExpectation::Evaluate(const StepReport_T& report, const QSt
     {
         result.measured = verdict;
         // A step that was stopped did not finish: not even "any" accepts it.
-        result.met = m_Verdicts.contains(verdict) || (m_Verdicts == QStringList{"any"} && verdict != "timeout");
+        result.met = m_Verdicts.contains(verdict) ||
+                     (m_Verdicts == QStringList{"any"} && verdict != "timeout" && verdict != "stopped");
         return result;
     }
     result.measured = Measure(report);

@@ -41,7 +41,7 @@ QString MetWord(bool met)
 
 QString CHtmlReport::Outcome(const StepResult_T& step)
 {
-    if (step.verdict == "timeout")
+    if (step.verdict == "timeout" || step.verdict == "stopped")
         return "timeout";
     return step.met ? "met" : "unmet";
 }

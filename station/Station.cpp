@@ -107,7 +107,7 @@ StepResult_T CStation::RunStep(const CUnitTarget& unit, const PlanStep_T& step) 
     result.exitStatus = run.exitStatus;
     result.seconds = run.seconds;
     result.report = CReportParser().Parse(run.output);
-    result.verdict = run.timedOut ? QString("timeout") : result.report.verdict;
+    result.verdict = run.timedOut ? QString("timeout") : run.stopped ? QString("stopped") : result.report.verdict;
     result.met = true;
     for (const CExpectation& expectation : step.expectations)
     {

@@ -145,7 +145,8 @@ RunResult_T CStepRunner::Run(const QStringList& commandLine, double timeoutSecon
         if (exitedAt < 0 && stoppedAt < 0 && (now > limit || (s_StopSignal && stoppable)))
         {
             // The command gets the chance to stop its unit and remove it.
-            result.timedOut = !(s_StopSignal && stoppable);
+            result.stopped = s_StopSignal && stoppable;
+            result.timedOut = !result.stopped;
             kill(pid, SIGTERM);
             stoppedAt = now;
         }

@@ -10,6 +10,7 @@ struct RunResult_T
     QByteArray errors;    // standard error
     int exitStatus = -1;  // 128 + signal when killed, -1 when it never started
     bool timedOut = false;
+    bool stopped = false;  // by the station's own stop signal
     double seconds = 0;
 };
 

@@ -143,8 +143,10 @@ TEST(Plan, ExpectationsJudgeTheFirstBlockAndTheVerdict)
                                  "peak-index 0 0 met\npeak from 1 200 200 met\npeak-index from 2 1..3 3 met\n"
                                  "mean 133.8 133.8 met\nsamples from 2 3 3 met\n"
                                  "verdict any passed met\nreading 3..4 - unmet\n");
-    EXPECT_EQ(Judge("step t speed 0\nexpect verdict any\nexpect peak 1 from 9\n", "", "timeout"),
-              "verdict any timeout unmet\npeak from 9 1 - unmet\n");
+    for (const char* unfinished : {"timeout", "stopped"})
+        EXPECT_EQ(Judge("step t speed 0\nexpect verdict any\nexpect peak 1 from 9\n", "", unfinished),
+                  QString("verdict any %1 unmet\npeak from 9 1 - unmet\n").arg(unfinished).toStdString());
+    EXPECT_EQ(Judge("step n x\nexpect verdict any\n", "no verdict line\n"), "verdict any none met\n");
     EXPECT_EQ(Judge("step f x\nexpect verdict failed\n", "Test Result: Test Passed.\n"),
               "verdict failed passed unmet\n");
     // ERROR lines and a pass: only lines that begin with "ERROR: " count.

@@ -189,14 +189,14 @@ TEST(StationRun, AStepOverItsTimeIsStoppedAndTheUnitGoesOn)
     ASSERT_TRUE(station.waitForFinished(10000));
     EXPECT_EQ(station.exitCode(), 130);
     EXPECT_EQ(Lines(TimelessLines(QString::fromUtf8(station.readAllStandardError()))),
-              Lines({"ql4k endless: none, NOT MET: verdict expected passed or performed, measured none (T s)",
+              Lines({"ql4k endless: stopped, NOT MET: verdict expected passed or performed, measured stopped (T s)",
                      "ql4k: NOT MET, 1 of 2 steps not met: endless; stopped after 1 of 2 steps",
                      "1 unit, 1 step: 0 met, 1 not met, 0 not run (T s, -j " +
                          QString::number(QThread::idealThreadCount()) + ")",
                      "JSON written to " + dir.filePath("s.json"), "sonarstation: stopped by signal 2"}));
     const QJsonArray stopped = ReadJson(dir.filePath("s.json"))["units"][0]["steps"].toArray();
     ASSERT_EQ(stopped.size(), 1);
-    EXPECT_EQ(stopped[0]["verdict"].toString(), "none");
+    EXPECT_EQ(stopped[0]["verdict"].toString(), "stopped");
     ExpectNothingLeftOf(tmp.path());
 }
 
