@@ -143,18 +143,20 @@ QString CCommandLine::DefaultVunit()
     return QFileInfo(self.canonicalFilePath()).absolutePath() + "/../sim/vunit";
 }
 
-bool CCommandLine::CheckProfiles(const QStringList& profiles, const QString& vunit, QString& error)
+bool CCommandLine::CheckProfiles(const std::vector<std::pair<QString, QString>>& profiles, const QString& vunit,
+                                 QString& error)
 {
     CProfileNames names;
     // A launcher that lists nothing is left to judge its profiles itself.
     if (!names.Load(vunit))
         return true;
-    for (const QString& profile : profiles)
+    for (const auto& named : profiles)
     {
+        const QString& profile = named.second;
         if (names.Contains(profile))
             continue;
         QStringList closest = names.Closest(profile);
-        error = QString("--unit %1: no such profile; ").arg(profile);
+        error = QString("%1 %2: no such profile; ").arg(named.first, profile);
         if (closest.isEmpty())
         {
             const QString lister = QFileInfo(vunit).fileName() == "vunit" ? QString("vunit") : vunit;
@@ -261,11 +263,11 @@ bool CCommandLine::Parse(const QStringList& arguments, StationOptions_T& options
             c_SeeUsage;
         return false;
     }
-    QStringList profiles;
+    std::vector<std::pair<QString, QString>> profiles;  // option and profile
     for (const Named_T& unit : named)
-        if (!unit.isSsh)
-            profiles << unit.profile;
-    if (!profiles.isEmpty())
+        if (!unit.isSsh && (unit.lotNumber <= 1 || profiles.empty() || profiles.back().second != unit.profile))
+            profiles.emplace_back(unit.lotNumber > 0 ? "--lot" : "--unit", unit.profile);
+    if (!profiles.empty())
     {
         vunit = vunit.isEmpty() ? DefaultVunit() : vunit;
         if (!QFileInfo(vunit).isExecutable())

@@ -38,7 +38,9 @@ public:
 
 private:
     static QString DefaultVunit();
-    static bool CheckProfiles(const QStringList& profiles, const QString& vunit, QString& error);
+    // PROFILES: each option (--unit, --lot) and its profile.
+    static bool CheckProfiles(const std::vector<std::pair<QString, QString>>& profiles, const QString& vunit,
+                              QString& error);
     static bool CheckFile(const QString& option, const QString& path, QString& error);
     static bool CheckOutputs(const StationOptions_T& options, QString& error);
     static bool Finish(StationOptions_T& options, bool dbGiven, QString& error);

@@ -67,8 +67,10 @@ bool CUnitIdentity::Parse(const QByteArray& output, UnitIdentity_T& identity)
     identity.applicationVersion = Text(found[c_ApplicationVersionFile]);
     identity.platformVersion = Text(found[c_PlatformVersionFile]);
     QJsonObject files;
+    // The board channel identifies only a QL3B board's module.
+    const bool board = found.count(c_VarrowIdFile) && found[c_VarrowIdFile] == "QL3B\n";
     for (const char* path : {c_VarrowIdFile, c_PelionIdFile, c_BoardIdFile})
-        if (found.count(path))
+        if (found.count(path) && (board || path != QString(c_BoardIdFile)))
             files.insert(path, QString::fromUtf8(found[path]));
     identity.productIdentification = QString::fromUtf8(QJsonDocument(files).toJson(QJsonDocument::Compact));
     identity.product = Product(found);

@@ -191,7 +191,7 @@ TEST_F(Ssh, ThePlansFilesAreOnTheUnitForItsStepsOnly)
     EXPECT_EQ(UnitFiles(), QStringList{"sonarbench"});
 
     QProcess stopped;
-    stopped.setProcessEnvironment(m_Environment);
+    stopped.setProcessEnvironment(StationEnvironment(m_Environment));
     stopped.start(SONARSTATION_BINARY, {"run", plan, "--ssh", m_Target});
     ASSERT_TRUE(stopped.waitForStarted());
     for (int i = 0; i < 400 && !QFile::exists(d + "/unit/shallow.txt"); ++i)
