@@ -171,7 +171,9 @@ TEST(StationDb, EveryRunIsStoredWithWhoWhereAndWhat)
     EXPECT_EQ(Rows(db, "SELECT attempt, operator_name = '' FROM runs WHERE slot = 0 ORDER BY started"),
               Lines(QStringList({"1|0", "2|0"})));
     // Each step's report is there whole.
-    EXPECT_EQ(Rows(db, "SELECT COUNT(*) FROM steps WHERE CAST(report AS TEXT) LIKE '%Test Result: Operation Performed.%'"), "6");
+    EXPECT_EQ(
+        Rows(db, "SELECT COUNT(*) FROM steps WHERE CAST(report AS TEXT) LIKE '%Test Result: Operation Performed.%'"),
+        "6");
 
     // --db none stores nothing; the default database lies where the environment says.
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
@@ -235,9 +237,16 @@ TEST(StationDb, OddSerialsAreStoredVerbatimAndBreakNoResultFile)
               << "--serial" << drop << "--unit"
               << "nr2"
               << "--serial" << lines;
-    const StationRun_T run = RunStation(arguments);
-    ASSERT_NE(run.exitCode, 2) << run.errors.toStdString();
-    EXPECT_FALSE(run.errors.contains("not stored")) << run.errors.toStdString();
+    // A command line argument that is not UTF-8 needs a shell to give it.
+    QProcess station;
+    station.setProcessEnvironment(StationEnvironment(QProcessEnvironment::systemEnvironment()));
+    station.start("sh", QStringList{"-c", "exec \"$@\" --unit nr2 --serial \"$(printf '\\377\\376op')\"", "sh",
+                                    SONARSTATION_BINARY} +
+                            arguments);
+    ASSERT_TRUE(station.waitForFinished(60000));
+    const QString errors = QString::fromUtf8(station.readAllStandardError());
+    ASSERT_NE(station.exitCode(), 2) << errors.toStdString();
+    EXPECT_FALSE(errors.contains("not stored")) << errors.toStdString();
 
     CResultsDb results;
     QString error;
@@ -247,9 +256,9 @@ TEST(StationDb, OddSerialsAreStoredVerbatimAndBreakNoResultFile)
     std::vector<std::pair<QByteArray, QString>> stored;
     while (query.next())
         stored.emplace_back(query.value(0).toByteArray(), query.value(1).toString());
-    const std::vector<std::pair<QByteArray, QString>> expected = {{drop, "unit"},       {lines, "unit"},
-                                                                  {longSerial, "unit"}, {notText, "unit"},
-                                                                  {drop, "operator"},   {lines, "operator"}};
+    const std::vector<std::pair<QByteArray, QString>> expected = {
+        {drop, "unit"},     {lines, "unit"},     {longSerial, "unit"},      {notText, "unit"},
+        {drop, "operator"}, {lines, "operator"}, {"\xff\xfeop", "operator"}};
     EXPECT_EQ(stored, expected);
     // The unit data of a failed run shows the unit's serial; every file stays whole.
     QFile json(d + "/r.json");
@@ -257,7 +266,7 @@ TEST(StationDb, OddSerialsAreStoredVerbatimAndBreakNoResultFile)
     QJsonParseError parsed;
     const QJsonDocument document = QJsonDocument::fromJson(json.readAll(), &parsed);
     ASSERT_EQ(parsed.error, QJsonParseError::NoError);
-    EXPECT_EQ(document.object()["units"].toArray().size(), 6);
+    EXPECT_EQ(document.object()["units"].toArray().size(), 7);
     ExpectValidJunit(d + "/r.xml");
     EXPECT_TRUE(QFile::exists(d + "/html/index.html"));
 }
