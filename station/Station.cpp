@@ -11,8 +11,9 @@
 #include <atomic>
 #include <thread>
 
-CStation::CStation(const CPlan& plan, const std::vector<CUnitTarget>& units, int jobs, FILE* progress)
-    : m_Plan(plan), m_Units(units), m_Jobs(std::max(1, jobs)), m_Progress(progress)
+CStation::CStation(const CPlan& plan, const std::vector<CUnitTarget>& units, int jobs, FILE* progress,
+                   CRunRecorder* recorder)
+    : m_Plan(plan), m_Units(units), m_Jobs(std::max(1, jobs)), m_Progress(progress), m_Recorder(recorder)
 {
 }
 
@@ -29,7 +30,7 @@ StationResults_T CStation::Run(const QString& planName)
     std::atomic<size_t> next{0};
     auto worker = [&]() {
         for (size_t i = next++; i < m_Units.size(); i = next++)
-            RunUnit(m_Units[i], results.units[i]);
+            RunUnit(i, results.units[i]);
     };
     std::vector<std::thread> workers;
     const size_t count = std::min(static_cast<size_t>(m_Jobs), m_Units.size());
@@ -44,21 +45,56 @@ StationResults_T CStation::Run(const QString& planName)
     return results;
 }
 
-void CStation::RunUnit(const CUnitTarget& unit, UnitResult_T& result)
+void CStation::RunUnit(size_t slot, UnitResult_T& result)
 {
+    CUnitTarget unit = m_Units[slot];
     result.unit = unit.Name();
-    if (!Reach(unit, result))
-        return;
+    UnitIdentity_T identity;
+    const bool reached = Reach(unit, identity, result);
+    RunRecord_T run;
+    QString error;
+    if (m_Recorder)
+        Record(unit.Name(), m_Recorder->Begin(unit, static_cast<int>(slot), identity, run, error), error);
+    unit.SetAttempt(run.attempt.isValid() ? run.attempt.toInt() : 1);
+    bool whole = false;
+    if (reached)
+        whole = RunSteps(unit, run, result);
+    else if (m_Recorder)
+        for (size_t i = 0; i < result.steps.size(); ++i)
+            Record(unit.Name(), m_Recorder->Step(run, static_cast<int>(i), result.steps[i], error), error);
+    if (m_Recorder)
+    {
+        const QString outcome = !whole ? "aborted" : result.met ? "passed" : "failed";
+        Record(unit.Name(), m_Recorder->Finish(run, outcome, result.met, error), error);
+    }
+}
+
+bool CStation::RunSteps(const CUnitTarget& unit, const RunRecord_T& run, UnitResult_T& result)
+{
     CUnitFiles files(unit, m_Plan.Files(), m_Runner);
     const bool sent = files.Put(result.error);
     result.met = sent;
+    bool whole = true;
     for (const PlanStep_T& step : m_Plan.Steps())
     {
         if (!sent || CStepRunner::StopRequested())
+        {
+            whole = whole && !sent;
             break;
+        }
         result.steps.push_back(RunStep(unit, step));
-        result.met = result.met && result.steps.back().met;
-        Report(unit.Name(), result.steps.back());
+        const StepResult_T& done = result.steps.back();
+        result.met = result.met && done.met;
+        Report(unit.Name(), done);
+        // ssh's own failure, after the unit answered before the plan: the unit is lost.
+        if (CStepRunner::StopRequested() || (!unit.IsVirtual() && done.exitStatus == 255))
+            whole = false;
+        if (m_Recorder)
+        {
+            QString error;
+            const int index = static_cast<int>(result.steps.size() - 1);
+            Record(unit.Name(), m_Recorder->Step(run, index, done, error), error);
+        }
     }
     QString left;
     if (!files.Remove(left))
@@ -68,16 +104,23 @@ void CStation::RunUnit(const CUnitTarget& unit, UnitResult_T& result)
     }
     if (!result.error.isEmpty())
         Say(QString("%1: %2").arg(unit.Name(), result.error));
+    return whole;
 }
 
-bool CStation::Reach(const CUnitTarget& unit, UnitResult_T& result)
+void CStation::Record(const QString& unit, bool written, const QString& error)
 {
-    const QStringList probe = unit.ProbeCommandLine();
-    if (probe.isEmpty())
-        return true;
-    const RunResult_T run = m_Runner.Run(probe, c_ProbeSeconds);
+    if (!written)
+        Say(QString("%1: not stored: %2").arg(unit, error));
+}
+
+bool CStation::Reach(const CUnitTarget& unit, UnitIdentity_T& identity, UnitResult_T& result)
+{
+    // One round trip: the identity read doubles as an ssh unit's login probe.
+    const RunResult_T run = m_Runner.Run(unit.ShellCommandLine(CUnitIdentity::Script()), c_ProbeSeconds);
+    CUnitIdentity::Parse(run.output, identity);
     // ssh exits with 255 when it could not connect or log in; -1: it never started.
-    if (CStepRunner::StopRequested() || (run.exitStatus != 255 && run.exitStatus != -1 && !run.timedOut))
+    if (unit.IsVirtual() || CStepRunner::StopRequested() ||
+        (run.exitStatus != 255 && run.exitStatus != -1 && !run.timedOut))
         return true;
     const QList<QByteArray> lines = run.errors.trimmed().split('\n');
     result.unreachable = QString::fromLocal8Bit(lines.last()).trimmed();

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "Plan.h"
+#include "RunRecorder.h"
 #include "StationResults.h"
 #include "StepRunner.h"
 #include "UnitTarget.h"
@@ -13,13 +14,19 @@
 class CStation
 {
 public:
-    CStation(const CPlan& plan, const std::vector<CUnitTarget>& units, int jobs, FILE* progress);
+    // RECORDER (may be null) hears of every run and step as it happens.
+    CStation(const CPlan& plan, const std::vector<CUnitTarget>& units, int jobs, FILE* progress,
+             CRunRecorder* recorder = nullptr);
     StationResults_T Run(const QString& planName);
 
 private:
-    void RunUnit(const CUnitTarget& unit, UnitResult_T& result);
-    // False, with every step recorded as not run, when an ssh unit cannot be reached.
-    bool Reach(const CUnitTarget& unit, UnitResult_T& result);
+    void RunUnit(size_t slot, UnitResult_T& result);
+    // Reads the unit's identity; false, with every step recorded as not run,
+    // when an ssh unit cannot be reached.
+    bool Reach(const CUnitTarget& unit, UnitIdentity_T& identity, UnitResult_T& result);
+    // The steps of a reached unit; false when the unit was lost or stopped before the plan's end.
+    bool RunSteps(const CUnitTarget& unit, const RunRecord_T& run, UnitResult_T& result);
+    void Record(const QString& unit, bool written, const QString& error);
     StepResult_T RunStep(const CUnitTarget& unit, const PlanStep_T& step) const;
     void Report(const QString& unit, const StepResult_T& step);
     void Say(const QString& line);
@@ -31,6 +38,7 @@ private:
     const std::vector<CUnitTarget>& m_Units;
     int m_Jobs;
     FILE* m_Progress;
+    CRunRecorder* m_Recorder;
     std::mutex m_ProgressLock;
     CStepRunner m_Runner;
 };

@@ -15,6 +15,14 @@ CUnitTarget CUnitTarget::Virtual(const QString& profile, const QString& vunit)
     return unit;
 }
 
+CUnitTarget CUnitTarget::Lot(const QString& profile, int number, const QString& vunit)
+{
+    CUnitTarget unit = Virtual(profile, vunit);
+    unit.m_Name = QString("%1#%2").arg(profile).arg(number);
+    unit.m_LotNumber = number;
+    return unit;
+}
+
 bool CUnitTarget::Ssh(const QString& target, CUnitTarget& unit, QString& error)
 {
     static const QRegularExpression form("^(([A-Za-z0-9_.-]+)@)?([A-Za-z0-9_.-]+)(:([0-9]{1,5}))?$");
@@ -47,6 +55,8 @@ QStringList CUnitTarget::CommandLine(const QStringList& command, const std::vect
     if (IsVirtual())
     {
         QStringList line{m_Vunit};
+        if (m_LotNumber > 0)
+            line << "--lot-unit" << QString("%1:%2").arg(m_LotNumber).arg(m_Attempt);
         for (const PlanFile_T& file : files)
             line << "--beside" << file.path + "=" + file.name;
         // vunit refuses its own option names after the profile; "--" hands them on.
@@ -74,11 +84,13 @@ QStringList CUnitTarget::RemoteShell(const QString& script) const
     return line << m_Host << QString("cd %1 && %2").arg(c_ProgramFolder, script);
 }
 
-QStringList CUnitTarget::ProbeCommandLine() const
+QStringList CUnitTarget::ShellCommandLine(const QString& script) const
 {
-    if (m_Host.isEmpty())
-        return QStringList();
+    if (!IsVirtual())
+        return RemoteShell(script);
     QStringList line = CommandLine(QStringList());
-    line.last() = "true";
-    return line;
+    return line << "--run"
+                << "/bin/sh"
+                << "--"
+                << "-c" << script;
 }

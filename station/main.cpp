@@ -7,11 +7,15 @@
 #include "JunitWriter.h"
 #include "Plan.h"
 #include "ReportParser.h"
+#include "ResultsStore.h"
+#include "RunRecorder.h"
 #include "Station.h"
 
+#include <QCryptographicHash>
 #include <QElapsedTimer>
 #include <QFile>
 #include <QFileInfo>
+#include <QSysInfo>
 
 #include <cerrno>
 #include <csignal>
@@ -97,6 +101,79 @@ bool WriteOutputs(const StationOptions_T& options, const StationResults_T& resul
                 QFileInfo(options.report).absoluteFilePath() + "/index.html", error);
     return ok;
 }
+
+// sonarstation sync [--db URL]
+int Sync(const QStringList& arguments)
+{
+    CDbTarget target;
+    QString error;
+    bool ok = false;
+    if (arguments.isEmpty())
+        ok = CDbTarget::Default(target, error);
+    else if (arguments.size() == 2 && arguments[0] == "--db")
+        ok = CDbTarget::Parse(arguments[1], target, error);
+    else
+        error = "usage: sonarstation sync [--db URL]";
+    if (!ok)
+        return Refuse(error);
+    int moved = 0;
+    if (!CResultsStore::Sync(target, moved, error))
+    {
+        Say("sonarstation: " + error);
+        return 1;
+    }
+    Say(QString("%1 spooled run(s) moved to %2").arg(moved).arg(target.Display()));
+    return 0;
+}
+
+QString Sha256(const QString& path)
+{
+    QFile file(path);
+    QCryptographicHash hash(QCryptographicHash::Sha256);
+    if (file.open(QIODevice::ReadOnly))
+        hash.addData(&file);
+    return QString::fromLatin1(hash.result().toHex());
+}
+
+int Run(const StationOptions_T& options)
+{
+    CPlan plan;
+    QString error;
+    if (!plan.Load(options.plan, error))
+    {
+        Say(error);
+        return 2;
+    }
+    // Opening writes, so a database that cannot take results stops the station before any unit runs.
+    CResultsStore store(stderr);
+    SessionRecord_T session;
+    session.host = QSysInfo::machineHostName();
+    session.stationVersion = SONARSTATION_VERSION;
+    session.plan = options.plan;
+    session.planSha256 = Sha256(options.plan);
+    session.jobs = options.jobs;
+    if (!store.Open(options.db, error) || !store.BeginSession(session, error))
+        return Refuse(error);
+    CRunRecorder recorder(store, options.operatorName, options.plan, session.planSha256);
+
+    CatchStopSignals();
+    CStation station(plan, options.units, options.jobs, stderr, &recorder);
+    const StationResults_T results = station.Run(options.plan);
+    for (const QString& line : CConsole::Summary(results, plan.Steps().size(), options.jobs))
+        Say(line);
+    const bool stored = store.FinishSession(results.seconds, results.met, error);
+    if (!stored)
+        Say("sonarstation: " + error);
+    // What was gathered before a stop is written all the same.
+    if (!WriteOutputs(options, results) || !stored || recorder.Failed())
+        return 1;
+    if (const int signal = CStepRunner::StopRequested())
+    {
+        Say(QString("sonarstation: stopped by signal %1").arg(signal));
+        return 128 + signal;
+    }
+    return results.met ? 0 : 1;
+}
 }
 
 int main(int argc, char** argv)
@@ -105,14 +182,20 @@ int main(int argc, char** argv)
     // lines, never the run or its result files.
     signal(SIGPIPE, SIG_IGN);
     QStringList arguments;
+    QList<QByteArray> bytes;  // a serial keeps bytes that are not text
     for (int i = 1; i < argc; ++i)
+    {
         arguments << QString::fromLocal8Bit(argv[i]);
+        bytes << QByteArray(argv[i]);
+    }
     const QString command = arguments.value(0);
     if (command == "parse-bench")
         return ParseBench(arguments.mid(1));
+    if (command == "sync")
+        return Sync(arguments.mid(1));
     StationOptions_T options;
     QString error;
-    if (command == "run" && !CCommandLine().Parse(arguments.mid(1), options, error))
+    if (command == "run" && !CCommandLine().Parse(arguments.mid(1), options, error, bytes.mid(1)))
         return Refuse(error);
     if (command == "help" || command == "--help" || command == "-h" || options.help)
     {
@@ -121,26 +204,6 @@ int main(int argc, char** argv)
     }
     if (command != "run")
         return Refuse(QString(command.isEmpty() ? "no command given" : "unknown command '" + command + "'") +
-                      "; the commands are run and help");
-    CPlan plan;
-    if (!plan.Load(options.plan, error))
-    {
-        Say(error);
-        return 2;
-    }
-
-    CatchStopSignals();
-    CStation station(plan, options.units, options.jobs, stderr);
-    const StationResults_T results = station.Run(options.plan);
-    for (const QString& line : CConsole::Summary(results, plan.Steps().size(), options.jobs))
-        Say(line);
-    // What was gathered before a stop is written all the same.
-    if (!WriteOutputs(options, results))
-        return 1;
-    if (const int signal = CStepRunner::StopRequested())
-    {
-        Say(QString("sonarstation: stopped by signal %1").arg(signal));
-        return 128 + signal;
-    }
-    return results.met ? 0 : 1;
+                      "; the commands are run, sync and help");
+    return Run(options);
 }

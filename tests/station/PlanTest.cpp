@@ -1,6 +1,7 @@
 // Plan files: what is refused, with its line, and how expectations judge a step.
 #include "Plan.h"
 #include "ReportParser.h"
+#include "UnitIdentity.h"
 #include "UnitTarget.h"
 
 #include <QDir>
@@ -176,5 +177,85 @@ TEST(UnitTarget, CommandLinesOfVirtualAndSshUnits)
               "cd /corvane/Test && ./sonarbench batteryvoltage 'it'\\''s' 'a;b'");
     for (const char* bad : {"-oProxyCommand=x", "host:0", "a b", "host:99999", ""})
         EXPECT_FALSE(CUnitTarget::Ssh(bad, ssh, error)) << bad;
+
+    // A lot unit's steps see its attempt; the identity script runs through the same transport.
+    CUnitTarget lot = CUnitTarget::Lot("ql4k", 7, "/b/vunit");
+    EXPECT_EQ(lot.Name(), "ql4k#7");
+    lot.SetAttempt(3);
+    EXPECT_EQ(lot.CommandLine({"lcdtemperature"}, {{"/p/t.txt", "t.txt"}}).join('|').toStdString(),
+              "/b/vunit|--lot-unit|7:3|--beside|/p/t.txt=t.txt|ql4k|lcdtemperature");
+    EXPECT_EQ(lot.ShellCommandLine("echo $0").join('|').toStdString(),
+              "/b/vunit|--lot-unit|7:3|ql4k|--run|/bin/sh|--|-c|echo $0");
+    EXPECT_EQ(ssh.ShellCommandLine("cat /VERSION").join('|').toStdString(),
+              "ssh|-o|BatchMode=yes|-o|ConnectTimeout=10|-p|2222|tester@unit-7.lan|cd /corvane/Test && cat /VERSION");
+}
+
+// What the identity script prints for these files (path, content; no content: absent).
+QByteArray IdentityOutput(const std::vector<std::pair<const char*, QByteArray>>& files)
+{
+    QByteArray output;
+    for (const char* path :
+         {CUnitIdentity::c_SerialFile, CUnitIdentity::c_ApplicationVersionFile, CUnitIdentity::c_PlatformVersionFile,
+          CUnitIdentity::c_VarrowIdFile, CUnitIdentity::c_PelionIdFile, CUnitIdentity::c_BoardIdFile})
+    {
+        const auto file = std::find_if(files.begin(), files.end(), [&](const auto& f) { return f.first == path; });
+        if (file == files.end())
+            output += QByteArray("- ") + path + "\n";
+        else
+            output += QByteArray::number(file->second.size()) + " " + path + "\n" + file->second + "\n";
+    }
+    return output;
+}
+
+TEST(UnitIdentity, ReadsSerialVersionsAndProductFromOneAnswer)
+{
+    const char* varrow = CUnitIdentity::c_VarrowIdFile;
+    const char* pelion = CUnitIdentity::c_PelionIdFile;
+    const char* board = CUnitIdentity::c_BoardIdFile;
+    const char* serial = CUnitIdentity::c_SerialFile;
+    const struct
+    {
+        std::vector<std::pair<const char*, QByteArray>> files;
+        QByteArray expected;  // serial (or -), product
+    } cases[] = {
+        {{{serial, "0412345678\n"}, {varrow, "QL3B\n"}, {board, "500\n"}}, "0412345678|QL4K"},
+        {{{serial, "S\n"}, {varrow, "QL3B\n"}, {board, "300"}}, "S|QL5K"},
+        {{{varrow, "QL3B\n"}, {board, "700\n"}}, "-|QL6M"},
+        {{{serial, ""}, {varrow, "QL3B\n"}, {board, "900\n"}}, "-|"},
+        {{{serial, "\n"}, {varrow, "QL3B\n"}}, "-|"},
+        {{{serial, "a\nb\n"}, {varrow, "LumetV1"}}, "a\nb|"},
+        {{{serial, "- /VERSION\n9 x\n"}, {varrow, "VarrowV2\n"}, {pelion, "HZ05\n"}}, "- /VERSION\n9 x|LumetV2"},
+        {{{pelion, "Tq3\n"}}, "-|Tq"},
+        {{{pelion, "Tqxx\n"}}, "-|"},
+        {{{pelion, "NR2\n"}}, "-|Nr2"},
+        {{{serial, QByteArray("\xff\0x", 3)}, {varrow, "Halvard Keyboard\n"}},
+         QByteArray("\xff\0x|Halvard Keyboard", 20)},
+    };
+    for (const auto& c : cases)
+    {
+        UnitIdentity_T identity;
+        ASSERT_TRUE(CUnitIdentity::Parse(IdentityOutput(c.files), identity)) << c.expected.toStdString();
+        EXPECT_EQ((identity.hasSerial ? identity.serial : QByteArray("-")) + "|" + identity.product.toUtf8(),
+                  c.expected);
+    }
+
+    UnitIdentity_T identity;
+    ASSERT_TRUE(CUnitIdentity::Parse(IdentityOutput({{CUnitIdentity::c_ApplicationVersionFile, "2.14.0\n"},
+                                                     {CUnitIdentity::c_PlatformVersionFile, "1.8.3\n"},
+                                                     {varrow, "QL3B\n"},
+                                                     {board, "\"500\"\n"}}),
+                                     identity));
+    EXPECT_EQ(identity.applicationVersion, "2.14.0");
+    EXPECT_EQ(identity.platformVersion, "1.8.3");
+    EXPECT_EQ(identity.productIdentification.toStdString(),
+              "{\"/sys/devices/platform/omap/ti_tscadc/tiadc/iio:device0/in_voltage1_raw\":\"\\\"500\\\"\\n\","
+              "\"/sys/devices/platform/varrow/product_id\":\"QL3B\\n\"}");
+    EXPECT_EQ(identity.product, "");
+
+    // An answer cut short or out of step is no identity.
+    const QByteArray whole = IdentityOutput({{serial, "SN\n"}});
+    for (const QByteArray& broken : {QByteArray(), whole.left(whole.size() - 1),
+                                     QByteArray(whole).replace("3 /", "4 /"), QByteArray("ssh: connect to host\n")})
+        EXPECT_FALSE(CUnitIdentity::Parse(broken, identity)) << broken.toStdString();
 }
 }

@@ -3,11 +3,15 @@
 // /corvane/Test, with a sonarbench there that runs a virtual unit.
 #include "StationProcess.h"
 
+#include "ResultsDb.h"
+
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
 #include <QJsonArray>
 #include <QProcess>
+#include <QSqlQuery>
+#include <QSqlRecord>
 #include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QThread>
@@ -63,6 +67,30 @@ QByteArray Read(const QString& path)
 }
 
 const QFile::Permissions c_Private = QFile::ReadOwner | QFile::WriteOwner;
+
+// The stored runs and steps, a line each.
+std::string StoredSteps(const QString& path)
+{
+    CResultsDb db;
+    QString error;
+    if (!db.Open(CDbTarget::Sqlite(path), error))
+        return error.toStdString();
+    QSqlQuery query(db.Connection());
+    if (!db.Exec(query,
+                 "SELECT r.unit, r.is_virtual, r.serial_source, r.result, s.name, s.verdict FROM runs r JOIN steps s "
+                 "ON s.run_id = r.id ORDER BY r.slot, s.step_index",
+                 {}, error))
+        return error.toStdString();
+    QStringList rows;
+    while (query.next())
+    {
+        QStringList columns;
+        for (int i = 0; i < query.record().count(); ++i)
+            columns << query.value(i).toString();
+        rows << columns.join('|');
+    }
+    return rows.join('\n').toStdString();
+}
 
 class Ssh : public testing::Test
 {
@@ -160,8 +188,14 @@ TEST_F(Ssh, APlanRunsOnAUnitReachedOverSsh)
 {
     // A family plan, and arguments that need quoting on the unit's shell.
     ASSERT_TRUE(Write(d + "/plan.txt", Read(PlanFile("uart.txt")) + "\nstep quoted sensepin it's a;b\n", c_Private));
-    const StationRun_T run = Station("varrow", d + "/plan.txt");
+    const StationRun_T run = Station("varrow", d + "/plan.txt", {"--db", d + "/r.db"});
     EXPECT_EQ(run.exitCode, 0) << run.errors.toStdString() << m_Sshd.readAll().toStdString();
+    // The stand-in unit has no serial file.
+    EXPECT_EQ(StoredSteps(d + "/r.db"), "ssh:127.0.0.1|0|missing|passed|battery|performed\n"
+                                        "ssh:127.0.0.1|0|missing|passed|firmware|passed\n"
+                                        "ssh:127.0.0.1|0|missing|passed|sonar-ping|passed\n"
+                                        "ssh:127.0.0.1|0|missing|passed|lowscan-ping|passed\n"
+                                        "ssh:127.0.0.1|0|missing|passed|quoted|performed");
     const QJsonObject unit = ReadJson(d + "/r.json")["units"][0].toObject();
     EXPECT_EQ(unit["unit"].toString(), "ssh:127.0.0.1");
     EXPECT_TRUE(unit["met"].toBool());
@@ -191,7 +225,7 @@ TEST_F(Ssh, ThePlansFilesAreOnTheUnitForItsStepsOnly)
     EXPECT_EQ(UnitFiles(), QStringList{"sonarbench"});
 
     QProcess stopped;
-    stopped.setProcessEnvironment(m_Environment);
+    stopped.setProcessEnvironment(StationEnvironment(m_Environment));
     stopped.start(SONARSTATION_BINARY, {"run", plan, "--ssh", m_Target});
     ASSERT_TRUE(stopped.waitForStarted());
     for (int i = 0; i < 400 && !QFile::exists(d + "/unit/shallow.txt"); ++i)
@@ -242,9 +276,10 @@ TEST(SshUnreachable, IsReportedOnceAndItsStepsAreNotRun)
     plan.close();
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     environment.insert("SONARSTATION_SSH_CONFIG", d + "/ssh_config");
-    const StationRun_T run = RunStation({"run", plan.fileName(), "--ssh", QString("bench-unit:%1").arg(port), "--unit",
-                                         "varrow", "-j1", "--json", d + "/r.json", "--junit", d + "/r.xml"},
-                                        environment);
+    const StationRun_T run =
+        RunStation({"run", plan.fileName(), "--ssh", QString("bench-unit:%1").arg(port), "--unit", "varrow", "-j1",
+                    "--json", d + "/r.json", "--junit", d + "/r.xml", "--db", d + "/r.db"},
+                   environment);
     EXPECT_EQ(run.exitCode, 1);
     const QString refused = QString("ssh: connect to host 127.0.0.1 port %1: Connection refused").arg(port);
     EXPECT_EQ(TimelessLines(run.errors).join('\n').toStdString(),
@@ -276,5 +311,10 @@ TEST(SshUnreachable, IsReportedOnceAndItsStepsAreNotRun)
     EXPECT_TRUE(junit.contains("<testsuite name=\"ssh:bench-unit\" tests=\"2\" failures=\"0\" errors=\"0\" "
                                "skipped=\"2\" time=\"0.000\">"));
     EXPECT_EQ(junit.count("<skipped message=\"not run: ssh:bench-unit is unreachable: " + refused + "\"/>"), 2);
+    // Stored as an aborted run whose steps did not run.
+    EXPECT_EQ(StoredSteps(d + "/r.db"), "ssh:bench-unit|0|missing|aborted|volts|not-run\n"
+                                        "ssh:bench-unit|0|missing|aborted|temperature|not-run\n"
+                                        "varrow|1|unit|failed|volts|performed\n"
+                                        "varrow|1|unit|failed|temperature|performed");
 }
 }

@@ -5,15 +5,28 @@
 #include <QProcess>
 #include <QRegularExpression>
 #include <QStandardPaths>
+#include <QTemporaryDir>
 
 #include <iostream>
 
 #include <gtest/gtest.h>
 
+QProcessEnvironment StationEnvironment(const QProcessEnvironment& environment)
+{
+    static QTemporaryDir data;
+    const QProcessEnvironment system = QProcessEnvironment::systemEnvironment();
+    QProcessEnvironment own = environment;
+    if (own.value("XDG_DATA_HOME") == system.value("XDG_DATA_HOME"))
+        own.insert("XDG_DATA_HOME", data.path());
+    if (own.contains("SONARSTATION_DB") && own.value("SONARSTATION_DB") == system.value("SONARSTATION_DB"))
+        own.remove("SONARSTATION_DB");
+    return own;
+}
+
 StationRun_T RunStation(const QStringList& arguments, const QProcessEnvironment& environment)
 {
     QProcess process;
-    process.setProcessEnvironment(environment);
+    process.setProcessEnvironment(StationEnvironment(environment));
     process.start(SONARSTATION_BINARY, arguments);
     StationRun_T run;
     if (process.waitForFinished(60000))

@@ -13,8 +13,13 @@ struct StationRun_T
     QByteArray output;  // stdout
 };
 
+// The station's default database and spool lie in a folder of the test
+// process's own unless ENVIRONMENT sets XDG_DATA_HOME or SONARSTATION_DB
+// to something else than the system's environment does: no test writes into
+// the home folder.
 StationRun_T RunStation(const QStringList& arguments,
                         const QProcessEnvironment& environment = QProcessEnvironment::systemEnvironment());
+QProcessEnvironment StationEnvironment(const QProcessEnvironment& environment);
 const QJsonObject ReadJson(const QString& path);
 QString PlanFile(const QString& name);  // station/plans/NAME
 // The console's lines with every time shown as T, so that whole lines compare.

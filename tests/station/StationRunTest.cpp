@@ -178,7 +178,7 @@ TEST(StationRun, AStepOverItsTimeIsStoppedAndTheUnitGoesOn)
     // Ctrl-C stops the running step the same way, writes what it has and ends.
     const QString endless = WritePlan(dir, "step endless speed 0\nstep after batteryvoltage\n");
     QProcess station;
-    station.setProcessEnvironment(environment);
+    station.setProcessEnvironment(StationEnvironment(environment));
     station.start(SONARSTATION_BINARY, {"run", endless, "--unit", "ql4k", "--json", dir.filePath("s.json")});
     ASSERT_TRUE(station.waitForStarted());
     // The stop comes while the endless step runs: once its unit is there.
@@ -284,15 +284,31 @@ TEST(StationRun, RefusesMistakesBeforeRunningAnything)
         {run + QStringList{"--report", "/proc/new"},
          "sonarstation: --report /proc/new: cannot write in /proc, where the report is built"},
         {{"run", good},
-         "sonarstation: no unit given; name one with --unit or --ssh (sonarstation help prints the usage)"},
+         "sonarstation: no unit given; name one with --unit, --ssh or --lot (sonarstation help prints the usage)"},
         {{"run", "--unit", "varrow"}, "sonarstation: no plan given (sonarstation help prints the usage)"},
         {{"run", good, "--unit"}, "sonarstation: --unit needs a value (sonarstation help prints the usage)"},
         {run + QStringList{"--x"}, "sonarstation: unexpected '--x' (sonarstation help prints the usage)"},
         {run + QStringList{"--ssh", "a b"}, "sonarstation: --ssh takes [USER@]HOST[:PORT], not 'a b'"},
         {run + QStringList{"--vunit", "/nonexistent"},
          "sonarstation: no virtual unit launcher at /nonexistent (name one with --vunit)"},
-        {{"go"}, "sonarstation: unknown command 'go'; the commands are run and help"},
-        {{}, "sonarstation: no command given; the commands are run and help"},
+        {{"run", good, "--lot", "ql4x:2"}, "sonarstation: --lot ql4x: no such profile; did you mean ql4k?"},
+        {run + QStringList{"--lot", "ql4k:0"},
+         "sonarstation: --lot takes PROFILE:COUNT[:FIRST], units 1 to 9999, not 'ql4k:0'"},
+        {run + QStringList{"--lot", "ql4k:2:9999"},
+         "sonarstation: --lot takes PROFILE:COUNT[:FIRST], units 1 to 9999, not 'ql4k:2:9999'"},
+        {run + QStringList{"--lot", "ql4k"},
+         "sonarstation: --lot takes PROFILE:COUNT[:FIRST], units 1 to 9999, not 'ql4k'"},
+        {{"run", good, "--serial", "S1", "--unit", "varrow"},
+         "sonarstation: --serial follows the --unit or --ssh it belongs to, once (sonarstation help prints the usage)"},
+        {{"run", good, "--lot", "ql4k:2", "--serial", "S1"},
+         "sonarstation: --serial follows the --unit or --ssh it belongs to, once (sonarstation help prints the usage)"},
+        {run + QStringList{"--serial", "S1", "--serial", "S2"},
+         "sonarstation: --serial follows the --unit or --ssh it belongs to, once (sonarstation help prints the usage)"},
+        {run + QStringList{"--db", "postgresql://ana:hunter2@db/results"},
+         "sonarstation: --db: a password does not belong on the command line; libpq reads it from ~/.pgpass, "
+         "PGPASSFILE or PGPASSWORD"},
+        {{"go"}, "sonarstation: unknown command 'go'; the commands are run, sync and help"},
+        {{}, "sonarstation: no command given; the commands are run, sync and help"},
     };
     for (const auto& c : cases)
     {
@@ -316,7 +332,8 @@ TEST(StationRun, HelpPrintsTheUsage)
         const StationRun_T run = RunStation(arguments);
         EXPECT_EQ(run.exitCode, 0) << arguments.join(' ').toStdString();
         EXPECT_EQ(run.errors, QString());
-        EXPECT_TRUE(run.output.startsWith("usage: sonarstation run PLAN [--unit PROFILE]...")) << run.output.data();
+        EXPECT_TRUE(run.output.startsWith("usage: sonarstation run PLAN [--unit PROFILE [--serial TEXT]]..."))
+            << run.output.data();
         EXPECT_TRUE(run.output.contains("\n       sonarstation help\n"));
     }
 }
@@ -344,6 +361,7 @@ TEST(StationRun, AClosedPipeDoesNotCostTheResultFiles)
     QTemporaryDir dir;
     const QString plan = WritePlan(dir, "step volts batteryvoltage\nstep temperature lcdtemperature\n");
     QProcess shell;
+    shell.setProcessEnvironment(StationEnvironment(QProcessEnvironment::systemEnvironment()));
     shell.start("bash", {"-c", "\"$@\" 2>&1 | head -1; exit ${PIPESTATUS[0]}", "station", SONARSTATION_BINARY, "run",
                          plan, "--unit", "varrow", "--json", dir.filePath("r.json"), "--junit", dir.filePath("r.xml"),
                          "--report", dir.filePath("html")});
