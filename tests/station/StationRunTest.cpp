@@ -154,6 +154,13 @@ TEST(StationRun, ExpectErrorsCatchesAPassWithErrorLines)
               (QJsonObject{{"key", "errors"}, {"expected", "0"}, {"measured", 1}, {"met", false}}));
 }
 
+bool WriteScript(const QString& path, const QByteArray& text)
+{
+    QFile file(path);
+    return file.open(QIODevice::WriteOnly) && file.write(text) == text.size() &&
+           file.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+}
+
 TEST(StationRun, AStepOverItsTimeIsStoppedAndTheUnitGoesOn)
 {
     QTemporaryDir dir;
@@ -177,12 +184,17 @@ TEST(StationRun, AStepOverItsTimeIsStoppedAndTheUnitGoesOn)
 
     // Ctrl-C stops the running step the same way, writes what it has and ends.
     const QString endless = WritePlan(dir, "step endless speed 0\nstep after batteryvoltage\n");
+    // The stop comes while the endless step runs: once its launcher started and its unit is there.
+    const QString started = dir.filePath("endless-started");
+    ASSERT_TRUE(WriteScript(dir.filePath("launcher"), "#!/bin/sh\ncase \"$*\" in *speed*) touch " +
+                                                         started.toUtf8() + ";; esac\nexec " + VUNIT_BINARY +
+                                                         " \"$@\"\n"));
     QProcess station;
     station.setProcessEnvironment(StationEnvironment(environment));
-    station.start(SONARSTATION_BINARY, {"run", endless, "--unit", "ql4k", "--json", dir.filePath("s.json")});
+    station.start(SONARSTATION_BINARY, {"run", endless, "--vunit", dir.filePath("launcher"), "--unit", "ql4k",
+                                        "--json", dir.filePath("s.json")});
     ASSERT_TRUE(station.waitForStarted());
-    // The stop comes while the endless step runs: once its unit is there.
-    for (int i = 0; i < 1200 && QDir(tmp.path()).isEmpty(); ++i)
+    for (int i = 0; i < 2400 && (!QFile::exists(started) || QDir(tmp.path()).isEmpty()); ++i)
         QThread::msleep(25);
     ASSERT_FALSE(QDir(tmp.path()).isEmpty()) << "the endless step's unit never appeared";
     kill(static_cast<pid_t>(station.processId()), SIGINT);
@@ -200,12 +212,6 @@ TEST(StationRun, AStepOverItsTimeIsStoppedAndTheUnitGoesOn)
     ExpectNothingLeftOf(tmp.path());
 }
 
-bool WriteScript(const QString& path, const QByteArray& text)
-{
-    QFile file(path);
-    return file.open(QIODevice::WriteOnly) && file.write(text) == text.size() &&
-           file.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-}
 
 // With -j4 four units run at once: each unit's launcher waits at a barrier
 // until all four have started, which one at a time they never would.
