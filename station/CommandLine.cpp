@@ -16,6 +16,9 @@ const char* CCommandLine::Usage()
 {
     return "usage: sonarstation run PLAN [--unit PROFILE]... [--ssh [USER@]HOST[:PORT]]... [-j N]\n"
            "                         [--json FILE|-] [--junit FILE] [--report DIR] [--vunit PATH]\n"
+           "       sonarstation history SERIAL [--db DB] [--json]\n"
+           "       sonarstation export RUN_ID [--db DB] [--json FILE|-] [--junit FILE] [--report DIR]\n"
+           "                                      (history --help, export --help: what they do)\n"
            "       sonarstation help\n"
            "Runs the plan's steps on every unit: --unit is a fresh virtual unit of PROFILE\n"
            "(vunit --list lists them), --ssh a real unit reached with ssh in batch mode.\n"

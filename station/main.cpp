@@ -2,11 +2,13 @@
 // turns every report into structured results, JUnit XML and an HTML report.
 #include "CommandLine.h"
 #include "Console.h"
+#include "DbBench.h"
 #include "HtmlReport.h"
 #include "JsonWriter.h"
 #include "JunitWriter.h"
 #include "Plan.h"
 #include "ReportParser.h"
+#include "ResultCommands.h"
 #include "Station.h"
 
 #include <QElapsedTimer>
@@ -110,6 +112,15 @@ int main(int argc, char** argv)
     const QString command = arguments.value(0);
     if (command == "parse-bench")
         return ParseBench(arguments.mid(1));
+    if (command == "db-bench")
+        return CDbBench::Run(arguments.mid(1));
+    if (command == "history" || command == "export")
+    {
+        // As given: a serial need not be valid in any encoding.
+        const QByteArrayList raw = QByteArrayList(argv + 2, argv + argc);
+        const CResultCommands commands(stdout, stderr);
+        return command == "history" ? commands.History(raw) : commands.Export(raw);
+    }
     StationOptions_T options;
     QString error;
     if (command == "run" && !CCommandLine().Parse(arguments.mid(1), options, error))
@@ -121,7 +132,7 @@ int main(int argc, char** argv)
     }
     if (command != "run")
         return Refuse(QString(command.isEmpty() ? "no command given" : "unknown command '" + command + "'") +
-                      "; the commands are run and help");
+                      "; the commands are run, history, export and help");
     CPlan plan;
     if (!plan.Load(options.plan, error))
     {
