@@ -276,8 +276,17 @@ TEST(StationRun, RefusesMistakesBeforeRunningAnything)
         {run + QStringList{"--ssh", "a b"}, "sonarstation: --ssh takes [USER@]HOST[:PORT], not 'a b'"},
         {run + QStringList{"--vunit", "/nonexistent"},
          "sonarstation: no virtual unit launcher at /nonexistent (name one with --vunit)"},
-        {{"go"}, "sonarstation: unknown command 'go'; the commands are run and help"},
-        {{}, "sonarstation: no command given; the commands are run and help"},
+        {{"go"}, "sonarstation: unknown command 'go'; the commands are run, history, export and help"},
+        {{}, "sonarstation: no command given; the commands are run, history, export and help"},
+        // Reading never makes a database.
+        {{"history", "SN-1", "--db", d + "/results.db"},
+         "sonarstation: results database " + d + "/results.db: there is no such file"},
+        {{"export", "x", "--db", d + "/results.db", "--junit", d + "/r.xml"},
+         "sonarstation: results database " + d + "/results.db: there is no such file"},
+        {{"export", "x", "--db", "none", "--json", d + "/none/r.json"},
+         "sonarstation: --json " + d + "/none/r.json: there is no folder " + d + "/none"},
+        {{"export", "x", "--db", "none", "--json", "-"}, "sonarstation: --db none keeps no results to read"},
+        {{"history", "--json"}, "sonarstation: no serial number given (sonarstation help prints the usage)"},
     };
     for (const auto& c : cases)
     {
