@@ -49,19 +49,31 @@ bool CResultsReader::LoadSession(const QString& sessionId, StationResults_T& res
     std::vector<RunRecord_T> runs;
     if (!CRunRows::RunsOfSession(m_Db, sessionId, runs, error))
         return false;
-    results.plan = session.plan;
-    results.met = session.met;
-    results.seconds = session.seconds;
+    Fill(session, results);
     for (const RunRecord_T& run : runs)
     {
         UnitResult_T unit;
-        unit.unit = run.unit;
-        unit.met = run.met;
+        Fill(run, unit);
         if (!CStepRows::Load(m_Db, run.id, unit.steps, error))
             return false;
         results.units.push_back(unit);
     }
     return true;
+}
+
+void CResultsReader::Fill(const SessionRecord_T& session, StationResults_T& results)
+{
+    results.plan = session.plan;
+    results.met = session.met;
+    results.seconds = session.seconds;
+}
+
+void CResultsReader::Fill(const RunRecord_T& run, UnitResult_T& unit)
+{
+    unit.unit = run.unit;
+    unit.met = run.met;
+    unit.error = run.unitError;
+    unit.unreachable = run.unreachable;
 }
 
 bool CResultsReader::SessionOfRun(const QString& runId, QString& sessionId, QString& error) const

@@ -19,6 +19,10 @@ public:
     bool LoadSession(const QString& sessionId, StationResults_T& results, QString& error) const;
     bool SessionOfRun(const QString& runId, QString& sessionId, QString& error) const;
 
+    // The one place where stored rows become the result files' fields.
+    static void Fill(const SessionRecord_T& session, StationResults_T& results);
+    static void Fill(const RunRecord_T& run, UnitResult_T& unit);
+
 private:
     CResultsDb& m_Db;
 };

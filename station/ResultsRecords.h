@@ -44,6 +44,8 @@ struct RunRecord_T
     QVariant attempt;            // this serial's attempt on this plan; invalid without a serial
     QString result = "aborted";  // passed, failed or aborted
     bool met = false;
+    QString unitError;    // UnitResult_T::error
+    QString unreachable;  // UnitResult_T::unreachable
 };
 
 // A unit's history, as the database holds it.

@@ -88,6 +88,9 @@ CREATE TABLE sample_blocks (
   PRIMARY KEY (run_id, step_index, try_number, block_index),
   FOREIGN KEY (run_id, step_index, try_number) REFERENCES steps (run_id, step_index, try_number)
 ))",
+    // What the result files say of a unit beside its steps.
+    R"(ALTER TABLE runs ADD COLUMN unit_error TEXT NOT NULL DEFAULT '';
+ALTER TABLE runs ADD COLUMN unreachable TEXT NOT NULL DEFAULT '')",
 };
 }
 

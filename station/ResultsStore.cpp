@@ -179,18 +179,29 @@ bool CResultsStore::AddStep(const QString& runId, int index, const StepResult_T&
 
 bool CResultsStore::FinishRun(const QString& runId, const QString& result, bool met, QString& error)
 {
+    UnitResult_T unit;
+    unit.met = met;
+    return FinishRun(runId, result, unit, error);
+}
+
+bool CResultsStore::FinishRun(const QString& runId, const QString& result, const UnitResult_T& unit, QString& error)
+{
     RunRecord_T run;
     run.id = runId;
     run.result = result;
-    run.met = met;
+    run.met = unit.met;
+    run.unitError = unit.error;
+    run.unreachable = unit.unreachable;
     run.ended = QDateTime::currentDateTimeUtc();
     m_Thread.Call([&]() {
         const auto cached = m_Runs.find(runId);
         if (cached == m_Runs.end())
             return;
         cached->second.result = result;
-        cached->second.met = met;
+        cached->second.met = run.met;
         cached->second.ended = run.ended;
+        cached->second.unitError = run.unitError;
+        cached->second.unreachable = run.unreachable;
     });
     return Write([&](CResultsDb& db, QString& error) { return CRunRows::FinishRun(db, run, error); }, error);
 }

@@ -34,6 +34,9 @@ public:
     bool AddStep(const QString& runId, int index, const StepResult_T& step, QString& error);
     // RESULT is passed, failed or aborted.
     bool FinishRun(const QString& runId, const QString& result, bool met, QString& error);
+    // The same with what the result files say of the unit beside its steps
+    // (met, error, unreachable), so that they can be written again from the database.
+    bool FinishRun(const QString& runId, const QString& result, const UnitResult_T& unit, QString& error);
     bool FinishSession(double seconds, bool met, QString& error);
 
     // Moves the spool's runs into TARGET; MOVED counts them.

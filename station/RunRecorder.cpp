@@ -52,7 +52,7 @@ bool CRunRecorder::Step(const RunRecord_T& run, int index, const StepResult_T& s
     return Count(m_Store.AddStep(run.id, index, step, error));
 }
 
-bool CRunRecorder::Finish(const RunRecord_T& run, const QString& result, bool met, QString& error)
+bool CRunRecorder::Finish(const RunRecord_T& run, const QString& result, const UnitResult_T& unit, QString& error)
 {
-    return Count(m_Store.FinishRun(run.id, result, met, error));
+    return Count(m_Store.FinishRun(run.id, result, unit, error));
 }

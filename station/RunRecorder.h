@@ -18,7 +18,7 @@ public:
     bool Begin(const CUnitTarget& unit, int slot, const UnitIdentity_T& identity, RunRecord_T& run, QString& error);
     bool Step(const RunRecord_T& run, int index, const StepResult_T& step, QString& error);
     // RESULT is passed, failed or aborted.
-    bool Finish(const RunRecord_T& run, const QString& result, bool met, QString& error);
+    bool Finish(const RunRecord_T& run, const QString& result, const UnitResult_T& unit, QString& error);
     // Whether any write failed.
     bool Failed() const { return m_Failed; }
 

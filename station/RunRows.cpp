@@ -12,7 +12,7 @@ namespace
 const QString c_SessionColumns = "id, host, station_version, plan, plan_sha256, started, ended, seconds, jobs, met";
 const QString c_RunColumns = "id, session_id, slot, unit, is_virtual, serial, serial_bytes, serial_source, product, "
                              "application_version, platform_version, product_identification, operator_name, "
-                             "plan_name, plan_sha256, started, ended, attempt, result, met";
+                             "plan_name, plan_sha256, started, ended, attempt, result, met, unit_error, unreachable";
 // Run inserts wait for each other, so that two counting one serial's attempts
 // do not both miss the other.
 const int c_RunLock = 0x50bf;
@@ -44,6 +44,8 @@ RunRecord_T ReadRun(const QSqlQuery& query)
     run.attempt = query.value(17).isNull() ? QVariant() : QVariant(query.value(17).toInt());
     run.result = query.value(18).toString();
     run.met = query.value(19).toInt() != 0;
+    run.unitError = query.value(20).toString();
+    run.unreachable = query.value(21).toString();
     return run;
 }
 }
@@ -103,37 +105,43 @@ bool CRunRows::InsertRun(CResultsDb& db, RunRecord_T& run, QString& error)
             return false;
         run.attempt = query.value(0).toInt() + 1;
     }
-    return db.Exec(query,
-                   "INSERT INTO runs (" + c_RunColumns +
-                       ") VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?) ON CONFLICT DO NOTHING",
-                   {run.id,
-                    run.sessionId,
-                    run.slot,
-                    Text(run.unit),
-                    Flag(run.isVirtual),
-                    SerialText(run.serial),
-                    run.serial.isEmpty() ? QVariant(QVariant::ByteArray) : QVariant(run.serial),
-                    Text(run.serialSource),
-                    Text(run.product),
-                    Text(run.applicationVersion),
-                    Text(run.platformVersion),
-                    Text(run.productIdentification),
-                    Text(run.operatorName),
-                    Text(run.planName),
-                    Text(run.planSha256),
-                    Time(run.started),
-                    Time(run.ended),
-                    run.attempt.isValid() ? run.attempt : QVariant(QVariant::Int),
-                    Text(run.result),
-                    Flag(run.met)},
-                   error);
+    return db.Exec(
+        query,
+        "INSERT INTO runs (" + c_RunColumns +
+            ") VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?) ON CONFLICT DO NOTHING",
+        {run.id,
+         run.sessionId,
+         run.slot,
+         Text(run.unit),
+         Flag(run.isVirtual),
+         SerialText(run.serial),
+         run.serial.isEmpty() ? QVariant(QVariant::ByteArray) : QVariant(run.serial),
+         Text(run.serialSource),
+         Text(run.product),
+         Text(run.applicationVersion),
+         Text(run.platformVersion),
+         Text(run.productIdentification),
+         Text(run.operatorName),
+         Text(run.planName),
+         Text(run.planSha256),
+         Time(run.started),
+         Time(run.ended),
+         run.attempt.isValid() ? run.attempt : QVariant(QVariant::Int),
+         Text(run.result),
+         Flag(run.met),
+         Text(run.unitError),
+         Text(run.unreachable)},
+        error);
 }
 
 bool CRunRows::FinishRun(CResultsDb& db, const RunRecord_T& run, QString& error)
 {
     QSqlQuery query(db.Connection());
-    return db.Exec(query, "UPDATE runs SET result = ?, met = ?, ended = ? WHERE id = ? AND ended IS NULL",
-                   {Text(run.result), Flag(run.met), Time(run.ended), run.id}, error);
+    return db.Exec(
+        query,
+        "UPDATE runs SET result = ?, met = ?, ended = ?, unit_error = ?, unreachable = ? "
+        "WHERE id = ? AND ended IS NULL",
+        {Text(run.result), Flag(run.met), Time(run.ended), Text(run.unitError), Text(run.unreachable), run.id}, error);
 }
 
 bool CRunRows::SelectRuns(CResultsDb& db, const QString& where, const QVariantList& values,

@@ -65,7 +65,7 @@ void CStation::RunUnit(size_t slot, UnitResult_T& result)
     if (m_Recorder)
     {
         const QString outcome = !whole ? "aborted" : result.met ? "passed" : "failed";
-        Record(unit.Name(), m_Recorder->Finish(run, outcome, result.met, error), error);
+        Record(unit.Name(), m_Recorder->Finish(run, outcome, result, error), error);
     }
 }
 

@@ -2,11 +2,13 @@
 // turns every report into structured results, JUnit XML and an HTML report.
 #include "CommandLine.h"
 #include "Console.h"
+#include "DbBench.h"
 #include "HtmlReport.h"
 #include "JsonWriter.h"
 #include "JunitWriter.h"
 #include "Plan.h"
 #include "ReportParser.h"
+#include "ResultCommands.h"
 #include "ResultsStore.h"
 #include "RunRecorder.h"
 #include "Station.h"
@@ -193,6 +195,15 @@ int main(int argc, char** argv)
         return ParseBench(arguments.mid(1));
     if (command == "sync")
         return Sync(arguments.mid(1));
+    if (command == "db-bench")
+        return CDbBench::Run(arguments.mid(1));
+    if (command == "history" || command == "export")
+    {
+        // As given: a serial need not be valid in any encoding.
+        const QByteArrayList raw = QByteArrayList(argv + 2, argv + argc);
+        const CResultCommands commands(stdout, stderr);
+        return command == "history" ? commands.History(raw) : commands.Export(raw);
+    }
     StationOptions_T options;
     QString error;
     if (command == "run" && !CCommandLine().Parse(arguments.mid(1), options, error, bytes.mid(1)))
@@ -204,6 +215,6 @@ int main(int argc, char** argv)
     }
     if (command != "run")
         return Refuse(QString(command.isEmpty() ? "no command given" : "unknown command '" + command + "'") +
-                      "; the commands are run, sync and help");
+                      "; the commands are run, history, export, sync and help");
     return Run(options);
 }

@@ -5,22 +5,27 @@
 
 #include "DbTarget.h"
 #include "HistoryFormat.h"
+#include "HtmlReport.h"
 #include "JsonWriter.h"
 #include "JunitWriter.h"
 #include "Plan.h"
 #include "ReportParser.h"
+#include "ResultCommands.h"
 #include "ResultsDb.h"
 #include "ResultsReader.h"
 #include "ResultsSchema.h"
 #include "ResultsStore.h"
+#include "RunRows.h"
 #include "StepRows.h"
 
+#include <QDir>
 #include <QRegularExpression>
 #include <QSqlQuery>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <memory>
 #include <thread>
 
@@ -87,6 +92,10 @@ StationResults_T SampleResults(int units)
             unit.met = unit.met && step.met;
             unit.steps.push_back(step);
         }
+        if (u == 1)
+            unit.unreachable = "ssh: connect to host unit-2.local port 22: Connection refused";
+        if (u == 2)
+            unit.error = "left on the unit: 'bench.txt'";
         results.units.push_back(unit);
     }
     return results;
@@ -110,7 +119,8 @@ protected:
         qunsetenv("SONARSTATION_DB");
         if (QString(GetParam()) == "sqlite")
         {
-            m_Target = CDbTarget::Sqlite(m_Home.path() + "/results.db");
+            m_Db = m_Home.path() + "/results.db";
+            m_Target = CDbTarget::Sqlite(m_Db);
             return;
         }
         const QString missing = CPgCluster::Missing();
@@ -127,7 +137,8 @@ protected:
         QString error;
         ASSERT_TRUE(s_Cluster->CreateDatabase(name, error)) << error.toStdString();
         qputenv("PGPASSWORD", CPgCluster::Password());
-        ASSERT_TRUE(CDbTarget::Parse(s_Cluster->Url(name), m_Target, error)) << error.toStdString();
+        m_Db = s_Cluster->Url(name);
+        ASSERT_TRUE(CDbTarget::Parse(m_Db, m_Target, error)) << error.toStdString();
     }
 
     void TearDown() override { qunsetenv("PGPASSWORD"); }
@@ -143,8 +154,7 @@ protected:
             EXPECT_TRUE(store.AddStep(run.id, static_cast<int>(i), unit.steps[i], error)) << error.toStdString();
         if (finish)
         {
-            EXPECT_TRUE(store.FinishRun(run.id, unit.met ? "passed" : "failed", unit.met, error))
-                << error.toStdString();
+            EXPECT_TRUE(store.FinishRun(run.id, unit.met ? "passed" : "failed", unit, error)) << error.toStdString();
         }
         return run.id;
     }
@@ -197,7 +207,37 @@ protected:
         return query.value(0).toLongLong();
     }
 
+    struct Outcome_T
+    {
+        int status = -1;
+        std::string out;
+        std::string err;
+    };
+
+    // The history or export command with --db naming the test's database.
+    Outcome_T Command(bool history, QByteArrayList arguments)
+    {
+        Outcome_T outcome;
+        char* out = nullptr;
+        char* err = nullptr;
+        size_t outSize = 0;
+        size_t errSize = 0;
+        FILE* outFile = open_memstream(&out, &outSize);
+        FILE* errFile = open_memstream(&err, &errSize);
+        arguments << "--db" << m_Db.toUtf8();
+        const CResultCommands commands(outFile, errFile);
+        outcome.status = history ? commands.History(arguments) : commands.Export(arguments);
+        fclose(outFile);
+        fclose(errFile);
+        outcome.out.assign(out, outSize);
+        outcome.err.assign(err, errSize);
+        free(out);
+        free(err);
+        return outcome;
+    }
+
     QTemporaryDir m_Home;
+    QString m_Db;
     CDbTarget m_Target;
 };
 
@@ -412,6 +452,146 @@ TEST_P(ResultsDb, NewerSchemaIsRefused)
                                        .arg(CResultsSchema::Version() + 1)
                                        .arg(CResultsSchema::Version())
                                        .toStdString());
+}
+
+namespace
+{
+std::string Masked(std::string text)
+{
+    QString masked = QString::fromStdString(text);
+    masked.replace(QRegularExpression("\\d{4}-\\d\\d-\\d\\dT\\d\\d:\\d\\d:\\d\\d\\.\\d{3}Z"), "TIME");
+    masked.replace(QRegularExpression("[0-9a-f]{8}-[0-9a-f]{4}-[0-9a-f]{4}-[0-9a-f]{4}-[0-9a-f]{12}"), "ID");
+    return masked.toStdString();
+}
+
+QByteArray FileBytes(const QString& path)
+{
+    QFile file(path);
+    EXPECT_TRUE(file.open(QIODevice::ReadOnly)) << path.toStdString();
+    return file.readAll();
+}
+}
+
+TEST_P(ResultsDb, HistoryCommandShowsOutsideTextSafely)
+{
+    StationResults_T results = SampleResults(1);
+    results.units[0].unit = "ssh:\x1b[2Jhost";
+    for (const QByteArray& serial :
+         {QByteArray("'; DROP TABLE runs; --"), QByteArray("SN\n2"), QByteArray("\xff\xfeX")})
+        StoreSession(results, serial);
+
+    const Outcome_T text = Command(true, {"SN\n20"});
+    EXPECT_EQ(text.status, 0) << text.err;
+    EXPECT_EQ(text.err, "");
+    EXPECT_EQ(Masked(text.out), "Serial SN\\x0a20: 1 run(s)\n"
+                                "\n"
+                                "Run ID, attempt 1: FAILED, virtual unit\n"
+                                "  Time      TIME to TIME\n"
+                                "  Station   station-7, slot 0, ssh:\\x1b[2Jhost\n"
+                                "  Operator  ana\n"
+                                "  Plan      cor.plan, SHA-256 " +
+                                    std::string(64, 'a') +
+                                    "\n"
+                                    "  Product   QL4K\n"
+                                    "  Versions  application 4.2.1, platform 2.0\n"
+                                    "\n"
+                                    "  STEP     VERDICT    MET  MEASURED     VALUE      LOW   HIGH   MET\n"
+                                    "  battery  performed  yes  verdict      performed  -     -      yes\n"
+                                    "                           reading      12.625     11.5  13.5   yes\n"
+                                    "  ping     passed     yes  verdict      passed     -     -      yes\n"
+                                    "                           samples      4          4     4      yes\n"
+                                    "                           peak from 1  255        200   300    yes\n"
+                                    "                           mean         86.25      0     500.5  yes\n"
+                                    "  pin      timeout    NO   verdict      timeout    -     -      NO\n");
+    const Outcome_T json = Command(true, {"--json", "'; DROP TABLE runs; --0"});
+    EXPECT_EQ(json.status, 0) << json.err;
+    std::string compact = Masked(json.out);
+    compact = QString::fromStdString(compact).replace(QRegularExpression("\\s+"), " ").toStdString();
+    const std::string verdict =
+        "{ \"expected\": \"passed or performed\", \"high\": null, \"key\": \"verdict\", \"low\": "
+        "null, \"met\": true, \"value\": ";
+    EXPECT_EQ(compact,
+              "{ \"runs\": [ { \"attempt\": 1, \"end\": \"TIME\", \"id\": \"ID\", \"operator\": \"ana\", \"plan\": "
+              "\"cor.plan\", \"plan_sha256\": \"" +
+                  std::string(64, 'a') +
+                  "\", \"product\": \"QL4K\", \"result\": \"failed\", \"serial_source\": \"unit\", \"slot\": 0, "
+                  "\"start\": \"TIME\", \"station\": \"station-7\", \"steps\": [ { \"measurements\": [ " +
+                  verdict +
+                  "\"performed\" }, { \"expected\": \"11.5..13.5\", \"high\": 13.5, \"key\": \"reading\", \"low\": "
+                  "11.5, \"met\": true, \"value\": 12.625 } ], \"met\": true, \"name\": \"battery\", \"verdict\": "
+                  "\"performed\" }, { \"measurements\": [ " +
+                  verdict +
+                  "\"passed\" }, { \"expected\": \"4\", \"high\": 4, \"key\": \"samples\", \"low\": 4, \"met\": true, "
+                  "\"value\": 4 }, { \"expected\": \"200..300\", \"from\": 1, \"high\": 300, \"key\": \"peak\", "
+                  "\"low\": 200, \"met\": true, \"value\": 255 }, { \"expected\": \"0..500.5\", \"high\": 500.5, "
+                  "\"key\": \"mean\", \"low\": 0, \"met\": true, \"value\": 86.25 } ], \"met\": true, \"name\": "
+                  "\"ping\", \"verdict\": \"passed\" }, { \"measurements\": [ { \"expected\": \"passed\", \"high\": "
+                  "null, \"key\": \"verdict\", \"low\": null, \"met\": false, \"value\": \"timeout\" } ], \"met\": "
+                  "false, \"name\": \"pin\", \"verdict\": \"timeout\" } ], \"unit\": \"ssh:\\u001b[2Jhost\", "
+                  "\"versions\": { \"application\": \"4.2.1\", \"platform\": \"2.0\" }, \"virtual\": true } ], "
+                  "\"serial\": \"'; DROP TABLE runs; --0\" } ");
+    const Outcome_T bytes = Command(true, {"\xff\xfeX0", "--json"});
+    EXPECT_EQ(bytes.status, 0) << bytes.err;
+    EXPECT_NE(bytes.out.find("\"serial\": \"\xef\xbf\xbd\xef\xbf\xbdX0\""), std::string::npos) << bytes.out;
+
+    // Another serial's runs, and one that is not there at all.
+    const Outcome_T none = Command(true, {"\xff\xfe"});
+    EXPECT_EQ(none.status, 1);
+    EXPECT_EQ(none.out, "Serial \xef\xbf\xbd\xef\xbf\xbd: 0 run(s)\n");
+    EXPECT_EQ(none.err, "sonarstation: results database " + m_Target.Display().toStdString() +
+                            " holds no run of serial '\xef\xbf\xbd\xef\xbf\xbd'\n");
+    const Outcome_T usage = Command(true, {"a", "b"});
+    EXPECT_EQ(usage.status, 2);
+    EXPECT_EQ(usage.err, "sonarstation: unexpected 'b' (sonarstation help prints the usage)\n");
+}
+
+TEST_P(ResultsDb, ExportWritesTheFilesTheRunWrote)
+{
+    const StationResults_T results = SampleResults(3);
+    const QString session = StoreSession(results);
+    StoreSession(SampleResults(1));  // another session beside it
+    const QDir dir(m_Home.path());
+    QString error;
+    ASSERT_TRUE(CJsonWriter().Write(dir.filePath("run.json"), results, error)) << error.toStdString();
+    ASSERT_TRUE(CJunitWriter().Write(dir.filePath("run.xml"), results, error)) << error.toStdString();
+    ASSERT_TRUE(CHtmlReport().Write(dir.filePath("run-report"), results, error)) << error.toStdString();
+
+    CResultsDb db;
+    OpenDb(db);
+    std::vector<RunRecord_T> runs;
+    ASSERT_TRUE(CRunRows::RunsOfSession(db, session, runs, error)) << error.toStdString();
+    ASSERT_EQ(runs.size(), 3u);
+    // Any of the session's runs names the whole session; an earlier export is replaced.
+    for (const RunRecord_T& run : {runs[2], runs[1]})
+    {
+        const Outcome_T exported =
+            Command(false, {run.id.toUtf8(), "--json", dir.filePath("db.json").toUtf8(), "--junit",
+                            dir.filePath("db.xml").toUtf8(), "--report", dir.filePath("db-report").toUtf8()});
+        EXPECT_EQ(exported.status, 0) << exported.err;
+        EXPECT_EQ(exported.out, "");
+        EXPECT_EQ(exported.err, QString("JSON written to %1/db.json\nJUnit written to %1/db.xml\n"
+                                        "HTML report written to %1/db-report/index.html\n")
+                                    .arg(dir.absolutePath())
+                                    .toStdString());
+    }
+    EXPECT_EQ(FileBytes(dir.filePath("db.json")).toStdString(), FileBytes(dir.filePath("run.json")).toStdString());
+    EXPECT_EQ(FileBytes(dir.filePath("db.xml")).toStdString(), FileBytes(dir.filePath("run.xml")).toStdString());
+    const QStringList pages = QDir(dir.filePath("run-report")).entryList(QDir::Files | QDir::Hidden);
+    EXPECT_EQ(QDir(dir.filePath("db-report")).entryList(QDir::Files | QDir::Hidden), pages);
+    EXPECT_EQ(pages.size(), 11);
+    for (const QString& page : pages)
+        EXPECT_EQ(FileBytes(dir.filePath("db-report/" + page)), FileBytes(dir.filePath("run-report/" + page)))
+            << page.toStdString();
+
+    const Outcome_T stdout_ = Command(false, {runs[0].id.toUtf8(), "--json", "-"});
+    EXPECT_EQ(stdout_.status, 0);
+    EXPECT_EQ(stdout_.out, CJsonWriter().Document(results).toStdString());
+    const Outcome_T unknown = Command(false, {"'; DROP TABLE runs; --\x1b[2J", "--json", "-"});
+    EXPECT_EQ(unknown.status, 2);
+    EXPECT_EQ(unknown.out, "");
+    EXPECT_EQ(unknown.err, "sonarstation: results database " + m_Target.Display().toStdString() +
+                               ": it holds no run '; DROP TABLE runs; --\\x1b[2J\n");
+    EXPECT_EQ(Count(db, "runs"), 4);
 }
 
 INSTANTIATE_TEST_SUITE_P(Engines, ResultsDb, ::testing::Values("sqlite", "postgresql"));

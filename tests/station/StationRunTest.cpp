@@ -313,8 +313,17 @@ TEST(StationRun, RefusesMistakesBeforeRunningAnything)
         {run + QStringList{"--db", "postgresql://ana:hunter2@db/results"},
          "sonarstation: --db: a password does not belong on the command line; libpq reads it from ~/.pgpass, "
          "PGPASSFILE or PGPASSWORD"},
-        {{"go"}, "sonarstation: unknown command 'go'; the commands are run, sync and help"},
-        {{}, "sonarstation: no command given; the commands are run, sync and help"},
+        {{"go"}, "sonarstation: unknown command 'go'; the commands are run, history, export, sync and help"},
+        {{}, "sonarstation: no command given; the commands are run, history, export, sync and help"},
+        // Reading never makes a database.
+        {{"history", "SN-1", "--db", d + "/results.db"},
+         "sonarstation: results database " + d + "/results.db: there is no such file"},
+        {{"export", "x", "--db", d + "/results.db", "--junit", d + "/r.xml"},
+         "sonarstation: results database " + d + "/results.db: there is no such file"},
+        {{"export", "x", "--db", "none", "--json", d + "/none/r.json"},
+         "sonarstation: --json " + d + "/none/r.json: there is no folder " + d + "/none"},
+        {{"export", "x", "--db", "none", "--json", "-"}, "sonarstation: --db none keeps no results to read"},
+        {{"history", "--json"}, "sonarstation: no serial number given (sonarstation help prints the usage)"},
     };
     for (const auto& c : cases)
     {

@@ -1,0 +1,21 @@
+// Not in the usage: stores synthetic runs through the results store as a
+// station would, and tells the time and the database size they took.
+#pragma once
+
+#include "StationResults.h"
+
+#include <QStringList>
+
+class CResultsDb;
+
+class CDbBench
+{
+public:
+    // ARGUMENTS: --db DB [--runs N] [--steps N] [--samples N].
+    static int Run(const QStringList& arguments);
+
+private:
+    // A unit's steps, each with a block of SAMPLES echo samples that differ with SEED.
+    static UnitResult_T Unit(int steps, int samples, unsigned seed);
+    static bool Size(const QString& db, qint64& bytes, QString& error);
+};
