@@ -64,6 +64,8 @@ bool CResultsReader::LoadSession(const QString& sessionId, StationResults_T& res
 void CResultsReader::Fill(const SessionRecord_T& session, StationResults_T& results)
 {
     results.plan = session.plan;
+    results.started = session.started;
+    results.host = session.host;
     results.met = session.met;
     results.seconds = session.seconds;
 }

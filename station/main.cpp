@@ -14,6 +14,7 @@
 #include "Station.h"
 
 #include <QCryptographicHash>
+#include <QDateTime>
 #include <QElapsedTimer>
 #include <QFile>
 #include <QFileInfo>
@@ -154,13 +155,17 @@ int Run(const StationOptions_T& options)
     session.plan = options.plan;
     session.planSha256 = Sha256(options.plan);
     session.jobs = options.jobs;
+    session.started = QDateTime::currentDateTimeUtc();
     if (!store.Open(options.db, error) || !store.BeginSession(session, error))
         return Refuse(error);
     CRunRecorder recorder(store, options.operatorName, options.plan, session.planSha256);
 
     CatchStopSignals();
     CStation station(plan, options.units, options.jobs, stderr, &recorder);
-    const StationResults_T results = station.Run(options.plan);
+    StationResults_T results = station.Run(options.plan);
+    // The result files and the database tell the same start and station, so an export matches the run.
+    results.started = session.started;
+    results.host = session.host;
     for (const QString& line : CConsole::Summary(results, plan.Steps().size(), options.jobs))
         Say(line);
     const bool stored = store.FinishSession(results.seconds, results.met, error);

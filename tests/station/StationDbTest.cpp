@@ -51,6 +51,13 @@ QString HoldingLauncher(const QString& folder, int seconds)
     return path;
 }
 
+QByteArray Read(const QString& path)
+{
+    QFile file(path);
+    EXPECT_TRUE(file.open(QIODevice::ReadOnly)) << path.toStdString();
+    return file.readAll();
+}
+
 CDbTarget Target(const QString& text)
 {
     CDbTarget target;
@@ -146,9 +153,24 @@ TEST(StationDb, EveryRunIsStoredWithWhoWhereAndWhat)
     const QString plan = dir.filePath("plan.txt");
     // The board reading of a QL4K; an Nr2 reads otherwise and fails.
     ASSERT_TRUE(WriteFile(plan, "step pin sensepin\nstep board lcdtemperature\nexpect reading 362..617\n"));
-    const StationRun_T run = RunStation({"run", plan, "--unit", "nr2", "--unit", "ql4k", "--serial", "LABEL-1", "--db",
-                                         db, "--operator", "Ana", "-j", "1"});
+    const StationRun_T run =
+        RunStation({"run", plan, "--unit", "nr2", "--unit", "ql4k", "--serial", "LABEL-1", "--db", db, "--operator",
+                    "Ana", "-j", "1", "--json", dir.filePath("r.json"), "--junit", dir.filePath("r.xml"), "--report",
+                    dir.filePath("html")});
     ASSERT_EQ(run.exitCode, 1) << run.errors.toStdString();
+    // The database is the one source of truth: an export gives back the run's own files, byte for byte.
+    const QString runId = QString::fromStdString(Rows(db, "SELECT id FROM runs WHERE slot = 1"));
+    ASSERT_EQ(RunStation({"export", runId, "--db", db, "--json", dir.filePath("e.json"), "--junit",
+                          dir.filePath("e.xml"), "--report", dir.filePath("e-html")})
+                  .exitCode,
+              0);
+    const QStringList pages = QDir(dir.filePath("html")).entryList(QDir::Files | QDir::Hidden);
+    ASSERT_EQ(pages.size(), 1 + 1 + 2 * 2) << "marker, index, a page per step";
+    EXPECT_EQ(QDir(dir.filePath("e-html")).entryList(QDir::Files | QDir::Hidden), pages);
+    for (const auto& pair : std::vector<std::pair<QString, QString>>{{"r.json", "e.json"}, {"r.xml", "e.xml"}})
+        EXPECT_EQ(Read(dir.filePath(pair.first)), Read(dir.filePath(pair.second))) << pair.first.toStdString();
+    for (const QString& page : pages)
+        EXPECT_EQ(Read(dir.filePath("html/" + page)), Read(dir.filePath("e-html/" + page))) << page.toStdString();
     QFile file(plan);
     ASSERT_TRUE(file.open(QIODevice::ReadOnly));
     const QString sha = QCryptographicHash::hash(file.readAll(), QCryptographicHash::Sha256).toHex();
