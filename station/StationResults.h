@@ -33,7 +33,7 @@ struct UnitResult_T
     QString unit;
     std::vector<StepResult_T> steps;
     bool met = false;
-    QString error;  // why its steps did not run, or what of the plan's files is left on it
+    QString error;        // why its steps did not run, or what of the plan's files is left on it
     QString unreachable;  // why the unit could not be reached; its steps are then not run
 };
 

@@ -42,13 +42,17 @@ StationResults_T Results()
     UnitResult_T good{"ql4k",
                       {Step("xk", "passed", {Expect("peak", "240..255", 0, 247, true)}),
                        Step("volts", "performed", {Expect("reading", "2900..3100", 0, 3012.0, true)})},
-                      true, QString(), QString()};
+                      true,
+                      QString(),
+                      QString()};
     // Stopped after its first step, which timed out.
     UnitResult_T bad{"<i>unit</i>%1",
                      {Step("xk", "timeout",
                            {Expect("verdict", "passed or performed", 0, "timeout", false),
                             Expect("mean", "0..100", 32, QVariant(), false)})},
-                     false, QString(), QString()};
+                     false,
+                     QString(),
+                     QString()};
     results.units = {good, bad};
     return results;
 }

@@ -153,10 +153,16 @@ TEST(StationDb, EveryRunIsStoredWithWhoWhereAndWhat)
     const QString plan = dir.filePath("plan.txt");
     // The board reading of a QL4K; an Nr2 reads otherwise and fails.
     ASSERT_TRUE(WriteFile(plan, "step pin sensepin\nstep board lcdtemperature\nexpect reading 362..617\n"));
-    const StationRun_T run =
-        RunStation({"run", plan, "--unit", "nr2", "--unit", "ql4k", "--serial", "LABEL-1", "--db", db, "--operator",
-                    "Ana", "-j", "1", "--json", dir.filePath("r.json"), "--junit", dir.filePath("r.xml"), "--report",
-                    dir.filePath("html")});
+    const StationRun_T run = RunStation({"run",        plan,
+                                         "--unit",     "nr2",
+                                         "--unit",     "ql4k",
+                                         "--serial",   "LABEL-1",
+                                         "--db",       db,
+                                         "--operator", "Ana",
+                                         "-j",         "1",
+                                         "--json",     dir.filePath("r.json"),
+                                         "--junit",    dir.filePath("r.xml"),
+                                         "--report",   dir.filePath("html")});
     ASSERT_EQ(run.exitCode, 1) << run.errors.toStdString();
     // The database is the one source of truth: an export gives back the run's own files, byte for byte.
     const QString runId = QString::fromStdString(Rows(db, "SELECT id FROM runs WHERE slot = 1"));

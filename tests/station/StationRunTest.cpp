@@ -186,13 +186,12 @@ TEST(StationRun, AStepOverItsTimeIsStoppedAndTheUnitGoesOn)
     const QString endless = WritePlan(dir, "step endless speed 0\nstep after batteryvoltage\n");
     // The stop comes while the endless step runs: once its launcher started and its unit is there.
     const QString started = dir.filePath("endless-started");
-    ASSERT_TRUE(WriteScript(dir.filePath("launcher"), "#!/bin/sh\ncase \"$*\" in *speed*) touch " +
-                                                         started.toUtf8() + ";; esac\nexec " + VUNIT_BINARY +
-                                                         " \"$@\"\n"));
+    ASSERT_TRUE(WriteScript(dir.filePath("launcher"), "#!/bin/sh\ncase \"$*\" in *speed*) touch " + started.toUtf8() +
+                                                          ";; esac\nexec " + VUNIT_BINARY + " \"$@\"\n"));
     QProcess station;
     station.setProcessEnvironment(StationEnvironment(environment));
-    station.start(SONARSTATION_BINARY, {"run", endless, "--vunit", dir.filePath("launcher"), "--unit", "ql4k",
-                                        "--json", dir.filePath("s.json")});
+    station.start(SONARSTATION_BINARY, {"run", endless, "--vunit", dir.filePath("launcher"), "--unit", "ql4k", "--json",
+                                        dir.filePath("s.json")});
     ASSERT_TRUE(station.waitForStarted());
     for (int i = 0; i < 2400 && (!QFile::exists(started) || QDir(tmp.path()).isEmpty()); ++i)
         QThread::msleep(25);
@@ -211,7 +210,6 @@ TEST(StationRun, AStepOverItsTimeIsStoppedAndTheUnitGoesOn)
     EXPECT_EQ(stopped[0]["verdict"].toString(), "stopped");
     ExpectNothingLeftOf(tmp.path());
 }
-
 
 // With -j4 four units run at once: each unit's launcher waits at a barrier
 // until all four have started, which one at a time they never would.

@@ -2,8 +2,8 @@
 // real device paths of virtual units (the device shim preloaded), and the
 // launcher's views of a unit.
 #include "EchoSimulator.h"
-#include "LotUnit.h"
 #include "KeptUnit.h"
+#include "LotUnit.h"
 #include "UnitRunner.h"
 
 #include <gtest/gtest.h>
