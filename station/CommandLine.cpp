@@ -1,5 +1,7 @@
 #include "CommandLine.h"
 
+#include "ResultFiles.h"
+
 #include "ProfileNames.h"
 #include "ReportFolder.h"
 #include "SaveFile.h"
@@ -175,35 +177,6 @@ bool CCommandLine::CheckProfiles(const std::vector<std::pair<QString, QString>>&
     return true;
 }
 
-bool CCommandLine::CheckFile(const QString& option, const QString& path, QString& error)
-{
-    const QFileInfo file(path);
-    const QFileInfo folder(file.absolutePath());
-    if (file.isDir())
-        error = QString("%1 %2: is a folder; name a file").arg(option, path);
-    else if (!folder.isDir())
-        error = QString("%1 %2: there is no folder %3").arg(option, path, folder.filePath());
-    else if (!CanCreateIn(folder.filePath()))
-        error = QString("%1 %2: cannot write in %3").arg(option, path, folder.filePath());
-    else
-        return true;
-    return false;
-}
-
-bool CCommandLine::CheckOutputs(const StationOptions_T& options, QString& error)
-{
-    if (!options.json.isEmpty() && options.json != "-" && !CheckFile("--json", options.json, error))
-        return false;
-    if (!options.junit.isEmpty() && !CheckFile("--junit", options.junit, error))
-        return false;
-    if (!options.report.isEmpty() && !CReportFolder(options.report).Check(error))
-    {
-        error = "--report " + error;
-        return false;
-    }
-    return true;
-}
-
 QString CCommandLine::LoginName()
 {
     for (const char* name : {"LOGNAME", "USER"})
@@ -294,7 +267,7 @@ bool CCommandLine::Parse(const QStringList& arguments, StationOptions_T& options
 
 bool CCommandLine::Finish(StationOptions_T& options, bool dbGiven, QString& error)
 {
-    if (!CheckOutputs(options, error))
+    if (!CResultFiles(options.json, options.junit, options.report).Check(error))
         return false;
     if (!dbGiven && !CDbTarget::Default(options.db, error))
         return false;

@@ -41,7 +41,5 @@ private:
     // PROFILES: each option (--unit, --lot) and its profile.
     static bool CheckProfiles(const std::vector<std::pair<QString, QString>>& profiles, const QString& vunit,
                               QString& error);
-    static bool CheckFile(const QString& option, const QString& path, QString& error);
-    static bool CheckOutputs(const StationOptions_T& options, QString& error);
     static bool Finish(StationOptions_T& options, bool dbGiven, QString& error);
 };

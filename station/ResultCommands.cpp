@@ -1,14 +1,11 @@
 #include "ResultCommands.h"
 
+#include "ResultFiles.h"
+
 #include "DbTarget.h"
 #include "HistoryFormat.h"
-#include "HtmlReport.h"
-#include "JsonWriter.h"
-#include "JunitWriter.h"
-#include "ReportFolder.h"
 #include "ResultsDb.h"
 #include "ResultsReader.h"
-#include "SaveFile.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -20,20 +17,6 @@ namespace
 {
 const char* const c_SeeUsage = " (sonarstation help prints the usage)";
 
-bool CheckFile(const QString& option, const QString& path, QString& error)
-{
-    const QFileInfo file(path);
-    const QFileInfo folder(file.absolutePath());
-    if (file.isDir())
-        error = QString("%1 %2: is a folder; name a file").arg(option, path);
-    else if (!folder.isDir())
-        error = QString("%1 %2: there is no folder %3").arg(option, path, folder.filePath());
-    else if (!CanCreateIn(folder.filePath()))
-        error = QString("%1 %2: cannot write in %3").arg(option, path, folder.filePath());
-    else
-        return true;
-    return false;
-}
 }
 
 const char* CResultCommands::Usage()
@@ -118,20 +101,6 @@ bool CResultCommands::Parse(const QByteArrayList& arguments, bool exporting, Opt
     return true;
 }
 
-bool CResultCommands::CheckOutputs(const Options_T& options, QString& error)
-{
-    if (!options.jsonFile.isEmpty() && options.jsonFile != "-" && !CheckFile("--json", options.jsonFile, error))
-        return false;
-    if (!options.junit.isEmpty() && !CheckFile("--junit", options.junit, error))
-        return false;
-    if (!options.report.isEmpty() && !CReportFolder(options.report).Check(error))
-    {
-        error = "--report " + error;
-        return false;
-    }
-    return true;
-}
-
 bool CResultCommands::Open(const QString& db, CResultsDb& results, QString& error)
 {
     CDbTarget target;
@@ -182,28 +151,6 @@ int CResultCommands::History(const QByteArrayList& arguments) const
     return printed && !history.runs.empty() ? 0 : 1;
 }
 
-bool CResultCommands::WriteOutputs(const Options_T& options, const StationResults_T& results) const
-{
-    bool ok = true;
-    auto outcome = [&](bool written, const QString& what, const QString& where, const QString& error) {
-        Say(written ? QString("%1 written to %2").arg(what, where) : "sonarstation: " + error);
-        ok = ok && written;
-    };
-    QString error;
-    if (options.jsonFile == "-")
-        outcome(Print(CJsonWriter().Document(results), error), "JSON", "standard output", error);
-    else if (!options.jsonFile.isEmpty())
-        outcome(CJsonWriter().Write(options.jsonFile, results, error), "JSON",
-                QFileInfo(options.jsonFile).absoluteFilePath(), error);
-    if (!options.junit.isEmpty())
-        outcome(CJunitWriter().Write(options.junit, results, error), "JUnit",
-                QFileInfo(options.junit).absoluteFilePath(), error);
-    if (!options.report.isEmpty())
-        outcome(CHtmlReport().Write(options.report, results, error), "HTML report",
-                QFileInfo(options.report).absoluteFilePath() + "/index.html", error);
-    return ok;
-}
-
 int CResultCommands::Export(const QByteArrayList& arguments) const
 {
     Options_T options;
@@ -212,7 +159,8 @@ int CResultCommands::Export(const QByteArrayList& arguments) const
         return Refuse(error);
     if (options.help)
         return Print(Usage(), error) ? 0 : 1;
-    if (!CheckOutputs(options, error))
+    const CResultFiles files(options.jsonFile, options.junit, options.report);
+    if (!files.Check(error))
         return Refuse(error);
     CResultsDb db;
     QString session;
@@ -221,5 +169,5 @@ int CResultCommands::Export(const QByteArrayList& arguments) const
     if (!Open(options.db, db, error) || !reader.SessionOfRun(QString::fromUtf8(options.subject), session, error) ||
         !reader.LoadSession(session, results, error))
         return Refuse(error);
-    return WriteOutputs(options, results) ? 0 : 1;
+    return files.Write(results, m_Out, m_Messages) ? 0 : 1;
 }

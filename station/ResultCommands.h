@@ -37,9 +37,7 @@ private:
     };
 
     static bool Parse(const QByteArrayList& arguments, bool exporting, Options_T& options, QString& error);
-    static bool CheckOutputs(const Options_T& options, QString& error);
     static bool Open(const QString& db, CResultsDb& results, QString& error);
-    bool WriteOutputs(const Options_T& options, const StationResults_T& results) const;
     bool Print(const QByteArray& bytes, QString& error) const;
     void Say(const QString& line) const;
     int Refuse(const QString& message) const;

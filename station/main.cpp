@@ -3,12 +3,10 @@
 #include "CommandLine.h"
 #include "Console.h"
 #include "DbBench.h"
-#include "HtmlReport.h"
-#include "JsonWriter.h"
-#include "JunitWriter.h"
 #include "Plan.h"
 #include "ReportParser.h"
 #include "ResultCommands.h"
+#include "ResultFiles.h"
 #include "ResultsStore.h"
 #include "RunRecorder.h"
 #include "Station.h"
@@ -69,40 +67,6 @@ int Refuse(const QString& message)
 {
     Say("sonarstation: " + message);
     return 2;
-}
-
-bool WriteJson(const QString& path, const StationResults_T& results, QString& error)
-{
-    if (path != "-")
-        return CJsonWriter().Write(path, results, error);
-    const QByteArray document = CJsonWriter().Document(results);
-    if (fwrite(document.constData(), 1, static_cast<size_t>(document.size()), stdout) ==
-            static_cast<size_t>(document.size()) &&
-        fflush(stdout) == 0)
-        return true;
-    error = QString("standard output: %1").arg(strerror(errno));
-    return false;
-}
-
-// Each file on its own: one that cannot be written does not keep the others back.
-bool WriteOutputs(const StationOptions_T& options, const StationResults_T& results)
-{
-    bool ok = true;
-    auto outcome = [&ok](bool written, const QString& what, const QString& where, const QString& error) {
-        Say(written ? QString("%1 written to %2").arg(what, where) : "sonarstation: " + error);
-        ok = ok && written;
-    };
-    QString error;
-    if (!options.json.isEmpty())
-        outcome(WriteJson(options.json, results, error), "JSON",
-                options.json == "-" ? QString("standard output") : QFileInfo(options.json).absoluteFilePath(), error);
-    if (!options.junit.isEmpty())
-        outcome(CJunitWriter().Write(options.junit, results, error), "JUnit",
-                QFileInfo(options.junit).absoluteFilePath(), error);
-    if (!options.report.isEmpty())
-        outcome(CHtmlReport().Write(options.report, results, error), "HTML report",
-                QFileInfo(options.report).absoluteFilePath() + "/index.html", error);
-    return ok;
 }
 
 // sonarstation sync [--db URL]
@@ -172,7 +136,8 @@ int Run(const StationOptions_T& options)
     if (!stored)
         Say("sonarstation: " + error);
     // What was gathered before a stop is written all the same.
-    if (!WriteOutputs(options, results) || !stored || recorder.Failed())
+    if (!CResultFiles(options.json, options.junit, options.report).Write(results, stdout, stderr) || !stored ||
+        recorder.Failed())
         return 1;
     if (const int signal = CStepRunner::StopRequested())
     {

@@ -18,6 +18,7 @@
 #include "RunRows.h"
 #include "StepRows.h"
 
+#include <QDateTime>
 #include <QDir>
 #include <QRegularExpression>
 #include <QSqlQuery>
@@ -62,6 +63,8 @@ StationResults_T SampleResults(int units)
         Report("sensepin", "\xff\xfe not UTF-8 \x01\n<SonarFPGAData>5,60,7\nERROR: pin 3 low\n", "Tests Failed."),
     };
     StationResults_T results;
+    results.host = "station-7";
+    results.started = QDateTime(QDate(2026, 1, 2), QTime(3, 4, 5, 678), Qt::UTC);
     results.plan = "plans/cor.plan";
     results.seconds = 12.0625 + 1e-9;
     results.met = false;
@@ -165,7 +168,8 @@ protected:
         QString error;
         EXPECT_TRUE(store.Open(m_Target, error)) << error.toStdString();
         SessionRecord_T session;
-        session.host = "station-7";
+        session.host = results.host;
+        session.started = results.started;
         session.stationVersion = "0.1";
         session.plan = results.plan;
         session.planSha256 = QString(64, 'a');
