@@ -303,6 +303,19 @@ const Option_T* FindOption(const std::string& word)
     return nullptr;
 }
 
+// A program the host holds, so a missing one is named before the unit is built.
+bool ProgramExists(const char* option, const std::string& program)
+{
+    std::error_code ec;
+    if (!fs::is_regular_file(program, ec))
+        fprintf(stderr, "vunit: %s: cannot find the program %s\n", option, program.c_str());
+    else if (access(program.c_str(), X_OK) != 0)
+        fprintf(stderr, "vunit: %s: the program %s is not executable\n", option, program.c_str());
+    else
+        return true;
+    return false;
+}
+
 // The options before the profile; returns -1 to go on, else an exit status.
 int ParseOptions(int argc, char* argv[], Command_T& command)
 {
@@ -313,7 +326,9 @@ int ParseOptions(int argc, char* argv[], Command_T& command)
         const Option_T* option = FindOption(word);
         if (word == "--run")
         {
-            fprintf(stderr, "vunit: --run comes after the profile: vunit [options] PROFILE --run PROGRAM\n");
+            // A program that is not there is the mistake to name first.
+            if (i + 1 >= argc || argv[i + 1][0] != '/' || ProgramExists("--run", argv[i + 1]))
+                fprintf(stderr, "vunit: --run comes after the profile: vunit [options] PROFILE --run PROGRAM\n");
             return 2;
         }
         if (!option)
@@ -368,19 +383,6 @@ bool TakeProgramWords(int argc, char* argv[], Command_T& command, std::vector<st
         words.push_back(word);
     }
     return true;
-}
-
-// A program the host holds, so a missing one is named before the unit is built.
-bool ProgramExists(const char* option, const std::string& program)
-{
-    std::error_code ec;
-    if (!fs::is_regular_file(program, ec))
-        fprintf(stderr, "vunit: %s: cannot find the program %s\n", option, program.c_str());
-    else if (access(program.c_str(), X_OK) != 0)
-        fprintf(stderr, "vunit: %s: the program %s is not executable\n", option, program.c_str());
-    else
-        return true;
-    return false;
 }
 
 // The profile with the command line's amendments and faults; false after a message.

@@ -247,6 +247,7 @@ TEST(Launcher, CommandLineWordsAfterTheProfile)
          "vunit: --run comes after the profile: vunit [options] PROFILE "
          "--run PROGRAM\n"},
         {{}, "none", {"--run", "/no/such/program"}, 2, "", "vunit: --run: cannot find the program /no/such/program\n"},
+        {{"--run", "/no/such/program"}, "none", {}, 2, "", "vunit: --run: cannot find the program /no/such/program\n"},
         {{}, "none", {"--run", plain}, 2, "", "vunit: --run: the program " + plain + " is not executable\n"},
         {{"--sonarbench", "/no/sonarbench"},
          "none",
