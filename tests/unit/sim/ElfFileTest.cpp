@@ -17,7 +17,7 @@ void Put(std::string& bytes, size_t at, uint64_t value, size_t size)
     if (bytes.size() < at + size)
         bytes.resize(at + size, '\0');
     for (size_t i = 0; i < size; ++i)
-        bytes[at + i] = static_cast<char>(value >> (8 * i));
+        bytes[at + i] = static_cast<char>(i < sizeof value ? value >> (8 * i) : 0);
 }
 
 // A program of one loaded segment (the whole file, at 0x10000) and a dynamic
