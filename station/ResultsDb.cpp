@@ -129,9 +129,15 @@ bool CResultsDb::OpenSqlite(QSqlDatabase& db, QString& error)
     }
     // Several stations may share the file: WAL lets them read while one
     // writes, and every commit reaches the disk before a step counts as stored.
+    // Switching a new file to WAL takes it whole for a moment, and SQLite may
+    // answer another station's switch with "locked" at once instead of waiting.
     QSqlQuery query(db);
-    if (!Exec(query, "PRAGMA journal_mode = WAL", {}, error))
-        return false;
+    for (int attempt = 0; !Exec(query, "PRAGMA journal_mode = WAL", {}, error); ++attempt)
+    {
+        if (!m_Busy || attempt >= c_BusyRetries)
+            return false;
+        QThread::msleep(20 + 10 * (attempt % 8));
+    }
     if (!query.next() || query.value(0).toString().toLower() != "wal")
     {
         error = Message("cannot switch to write-ahead logging");
