@@ -101,7 +101,23 @@ bool CPgCluster::Start(QString& error)
     const QString options = QString("-k %1 -c listen_addresses= -c fsync=off").arg(m_Folder.path());
     m_Running =
         Run("pg_ctl", {"-D", DataFolder(), "-l", m_Folder.path() + "/log", "-w", "-o", options, "start"}, error);
+    if (m_Running)
+        WatchForTheTestsEnd();
     return m_Running;
+}
+
+// A test process that is killed runs no destructor: a watcher stops the server
+// and removes its folder once the process is gone.
+void CPgCluster::WatchForTheTestsEnd() const
+{
+    QStringList stop{BinFolder() + "/pg_ctl", "-D", DataFolder(), "-m", "immediate", "-w", "stop"};
+    if (geteuid() == 0)
+        stop = QStringList{"runuser", "-u", c_User, "--"} + stop;
+    QProcess::startDetached("sh", QStringList{"-c",
+                                              "while [ -d /proc/$1 ]; do sleep 1; done; folder=$2; shift 2; "
+                                              "\"$@\" >/dev/null 2>&1; rm -rf \"$folder\"",
+                                              "pg-watch", QString::number(getpid()), m_Folder.path()} +
+                                      stop);
 }
 
 void CPgCluster::Stop()

@@ -31,6 +31,7 @@ public:
     static const char* Password() { return "station-secret"; }
 
 private:
+    void WatchForTheTestsEnd() const;
     bool Run(const QString& program, const QStringList& arguments, QString& error) const;
     QString DataFolder() const { return m_Folder.path() + "/data"; }
 
