@@ -33,16 +33,21 @@ QString CConsole::OneLine(const QString& text)
     return line.trimmed();
 }
 
+QString CConsole::FirstUnmet(const StepResult_T& step)
+{
+    for (const ExpectationResult_T& expectation : step.expectations)
+        if (!expectation.met)
+            return QString("%1 expected %2, measured %3")
+                .arg(expectation.Label(), OneLine(expectation.expected), Measured(expectation.measured));
+    return QString();
+}
+
 QString CConsole::StepLine(const QString& unit, const StepResult_T& step)
 {
     QString outcome = step.met ? "met" : "NOT MET";
-    for (const ExpectationResult_T& expectation : step.expectations)
-        if (!expectation.met)
-        {
-            outcome += QString(": %1 expected %2, measured %3")
-                           .arg(expectation.Label(), OneLine(expectation.expected), Measured(expectation.measured));
-            break;
-        }
+    const QString unmet = FirstUnmet(step);
+    if (!unmet.isEmpty())
+        outcome += ": " + unmet;
     return QString("%1 %2: %3, %4 (%5 s)").arg(unit, step.name, OneLine(step.verdict), outcome, Seconds(step.seconds));
 }
 
@@ -52,15 +57,28 @@ QString CConsole::UnreachableLine(const UnitResult_T& unit)
         .arg(unit.unit, Count(unit.steps.size(), "step"), OneLine(unit.unreachable));
 }
 
+QString CConsole::Serial(const UnitResult_T& unit)
+{
+    return unit.serial.isEmpty() ? QString("no serial") : "serial " + OneLine(QString::fromUtf8(unit.serial));
+}
+
 QString CConsole::UnitLine(const UnitResult_T& unit, size_t planSteps)
 {
+    // A failed unit goes back to the bench: it is named by the serial on its label.
+    const QString name = unit.met ? unit.unit : QString("%1, %2").arg(unit.unit, Serial(unit));
     if (!unit.unreachable.isEmpty())
-        return QString("%1: unreachable, %2 not run").arg(unit.unit, Count(unit.steps.size(), "step"));
+        return QString("%1: unreachable, %2 not run").arg(name, Count(unit.steps.size(), "step"));
     QStringList unmet;
+    QString first;
     for (const StepResult_T& step : unit.steps)
         if (!step.met)
+        {
             unmet << step.name;
-    QString line = unit.unit + ": ";
+            const QString expectation = FirstUnmet(step);
+            if (first.isEmpty() && !expectation.isEmpty())
+                first = step.name + " " + expectation;
+        }
+    QString line = name + ": ";
     if (!unmet.isEmpty())
         line += QString("NOT MET, %1 of %2 not met: %3")
                     .arg(QString::number(unmet.size()), Count(planSteps, "step"), unmet.join(", "));
@@ -69,6 +87,8 @@ QString CConsole::UnitLine(const UnitResult_T& unit, size_t planSteps)
     if (unit.steps.size() < planSteps)
         line += QString("%1stopped after %2 of %3")
                     .arg(unmet.isEmpty() ? "" : "; ", QString::number(unit.steps.size()), Count(planSteps, "step"));
+    if (!first.isEmpty())
+        line += "; first unmet: " + first;
     return line;
 }
 

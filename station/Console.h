@@ -15,7 +15,8 @@ public:
     // expectation with what was expected and what was measured.
     static QString StepLine(const QString& unit, const StepResult_T& step);
     static QString UnreachableLine(const UnitResult_T& unit);
-    // A line per unit, then the counts. PLANSTEPS tells a stopped unit apart.
+    // A line per unit, then the counts; a failed unit's line names its serial
+    // and its first unmet expectation. PLANSTEPS tells a stopped unit apart.
     static QStringList Summary(const StationResults_T& results, size_t planSteps, int jobs);
 
     static QString Measured(const QVariant& measured);
@@ -23,5 +24,8 @@ public:
     static QString OneLine(const QString& text);
 
 private:
+    // "LABEL expected X, measured Y" of the step's first unmet expectation; empty when none.
+    static QString FirstUnmet(const StepResult_T& step);
+    static QString Serial(const UnitResult_T& unit);
     static QString UnitLine(const UnitResult_T& unit, size_t planSteps);
 };

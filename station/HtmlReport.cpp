@@ -19,18 +19,39 @@ const char* const c_Style =
     "td.met{background:#8fd19e}td.unmet{background:#f19a94}td.timeout{background:#f6c26b}td.missing{background:#ddd}"
     "td a{color:#111;display:block}p.facts{line-height:1.5}"
     "code{overflow-wrap:anywhere}pre{background:#f4f4f4;padding:8px;overflow-x:auto}"
-    "svg{max-width:100%;height:auto}";
+    "svg{max-width:100%;height:auto}"
+    "div.board{display:flex;flex-wrap:wrap;gap:12px;margin-bottom:16px}"
+    "div.tile{border:3px solid #888;border-radius:8px;padding:8px 20px;min-width:240px;text-align:center}"
+    "div.tile div{margin:4px 0;overflow-wrap:anywhere}div.serial{font-size:40px;font-weight:bold}"
+    "div.verdict{font-size:96px;font-weight:bold;line-height:1}div.count{font-size:32px}"
+    "div.now,div.failed{font-size:24px}div.failed.some{color:#d0342c;font-weight:bold}"
+    "div.tile.pass{background:#2e9e44;border-color:#2e9e44;color:#fff}"
+    "div.tile.fail{background:#d0342c;border-color:#d0342c;color:#fff}";
+
+// While the run lasts the index reloads itself, so a screen across the bench follows it.
+const char* const c_Refresh = "<meta http-equiv=\"refresh\" content=\"2\">";
 
 QString E(const QString& text)
 {
     return text.toHtmlEscaped();
 }
 
-QString Page(const QString& title, const QString& body)
+QString Page(const QString& title, const QString& body, const QString& head = QString())
 {
-    return QString("<!DOCTYPE html>\n<html lang=\"en\"><head><meta charset=\"utf-8\"><title>%1</title>"
+    return QString("<!DOCTYPE html>\n<html lang=\"en\"><head><meta charset=\"utf-8\">%4<title>%1</title>"
                    "<style>%2</style></head>\n<body>\n<h1>%1</h1>\n%3</body></html>\n")
-        .arg(E(title), c_Style, body);
+        .arg(E(title), c_Style, body, head);
+}
+
+QString Serial(const UnitResult_T& unit)
+{
+    return unit.serial.isEmpty() ? QString("no serial") : E(QString::fromUtf8(unit.serial));
+}
+
+size_t Failed(const UnitResult_T& unit)
+{
+    return static_cast<size_t>(
+        std::count_if(unit.steps.begin(), unit.steps.end(), [](const StepResult_T& s) { return !s.met; }));
 }
 
 QString MetWord(bool met)
@@ -76,7 +97,56 @@ QString CHtmlReport::Index(const StationResults_T& results) const
                 .arg(counts.unmet)
                 .arg(counts.notRun);
     body += UnitTable(results) + UnmetList(results) + Grid(results);
-    return Page("Station report", body);
+    std::vector<UnitProgress_T> finished(results.units.size());
+    for (UnitProgress_T& unit : finished)
+        unit.finished = true;
+    return Page("Station report", Board(results, finished, 0) + body);
+}
+
+QString CHtmlReport::LiveIndex(const StationResults_T& results, const std::vector<UnitProgress_T>& progress,
+                               size_t planSteps) const
+{
+    const StepCounts_T counts = results.Count();
+    QString body = QString("<p class=\"facts\">Running since %1 on station ")
+                       .arg(results.started.toUTC().toString("yyyy-MM-dd HH:mm:ss 'UTC'"));
+    body += E(results.host) + ", plan " + E(results.plan) +
+            QString(", %1 s so far<br>%2 units, %3 of %4 steps done: %5 met, %6 not met, %7 not run</p>\n")
+                .arg(results.seconds, 0, 'f', 2)
+                .arg(results.units.size())
+                .arg(counts.steps)
+                .arg(results.units.size() * planSteps)
+                .arg(counts.met)
+                .arg(counts.unmet)
+                .arg(counts.notRun);
+    body += UnmetList(results) + Grid(results);
+    return Page("Station report", Board(results, progress, planSteps) + body, c_Refresh);
+}
+
+QString CHtmlReport::Board(const StationResults_T& results, const std::vector<UnitProgress_T>& progress,
+                           size_t planSteps) const
+{
+    QString body = "<div class=\"board\">\n";
+    for (size_t u = 0; u < results.units.size(); ++u)
+    {
+        const UnitResult_T& unit = results.units[u];
+        const UnitProgress_T state = u < progress.size() ? progress[u] : UnitProgress_T();
+        if (state.finished)
+        {
+            const bool pass = unit.met && !unit.aborted;
+            body += QString("<div class=\"tile %1\"><div class=\"serial\">%2</div><div class=\"verdict\">%3</div>"
+                            "<div class=\"unit\">%4</div></div>\n")
+                        .arg(pass ? "pass" : "fail", Serial(unit), pass ? "PASS" : "FAIL", E(unit.unit));
+            continue;
+        }
+        const size_t failed = Failed(unit);
+        const QString now = state.started ? "now: " + E(state.running) : QString("waiting");
+        body += QString("<div class=\"tile running\"><div class=\"serial\">%1</div><div class=\"count\">%2 of %3 "
+                        "steps</div><div class=\"now\">%4</div><div class=\"failed%5\">%6 failed</div>"
+                        "<div class=\"unit\">%7</div></div>\n")
+                    .arg(Serial(unit), QString::number(unit.steps.size()), QString::number(planSteps), now,
+                         QString(failed ? " some" : ""), QString::number(failed), E(unit.unit));
+    }
+    return body + "</div>\n";
 }
 
 QString CHtmlReport::UnmetList(const StationResults_T& results) const

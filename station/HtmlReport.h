@@ -1,11 +1,23 @@
-// The HTML report: index.html with the run's facts, every unmet expectation,
-// a verdict per unit and a grid of steps x units coloured by outcome, and a
-// page per cell. Self-contained: nothing is fetched.
+// The HTML report: index.html with a board of the units' verdicts in large
+// letters, the run's facts, every unmet expectation, a verdict per unit and a
+// grid of steps x units coloured by outcome, and a page per cell.
+// Self-contained: nothing is fetched. While a run lasts its index shows how
+// far each unit is and reloads itself.
 #pragma once
 
 #include "StationResults.h"
 
 #include <QString>
+
+#include <vector>
+
+// How far a unit is while the run lasts.
+struct UnitProgress_T
+{
+    bool started = false;  // reached and running its steps
+    bool finished = false;
+    QString running;  // the step now running
+};
 
 class CHtmlReport
 {
@@ -14,6 +26,9 @@ public:
     bool Write(const QString& dir, const StationResults_T& results, QString& error) const;
 
     QString Index(const StationResults_T& results) const;
+    // The index while the run lasts: PROGRESS has an entry per unit.
+    QString LiveIndex(const StationResults_T& results, const std::vector<UnitProgress_T>& progress,
+                      size_t planSteps) const;
     QString StepPage(const StationResults_T& results, size_t unit, size_t step) const;
     static QString PageName(size_t unit, const StepResult_T& step);
     // "-" when nothing was measured.
@@ -24,4 +39,7 @@ private:
     QString UnmetList(const StationResults_T& results) const;
     QString UnitTable(const StationResults_T& results) const;
     QString Grid(const StationResults_T& results) const;
+    // A tile per unit: PASS or FAIL once it finished, how far it is before.
+    QString Board(const StationResults_T& results, const std::vector<UnitProgress_T>& progress,
+                  size_t planSteps) const;
 };

@@ -136,3 +136,18 @@ bool CReportFolder::Replace(const std::vector<std::pair<QString, QByteArray>>& f
     QDir(built).removeRecursively();
     return ok;
 }
+
+bool CReportFolder::Update(const std::vector<std::pair<QString, QByteArray>>& files, QString& error) const
+{
+    // Never into a folder that someone swapped or emptied meanwhile.
+    const QDir folder(Target());
+    if (!QFileInfo(folder.filePath(MarkerName())).isFile())
+    {
+        error = QString("%1: is no longer a report of the station's").arg(m_Path);
+        return false;
+    }
+    for (const auto& file : files)
+        if (!SaveFile(folder.filePath(file.first), file.second, error))
+            return false;
+    return true;
+}

@@ -21,6 +21,9 @@ public:
     bool Check(QString& error) const;
     // FILES (name, bytes) become the folder's whole content.
     bool Replace(const std::vector<std::pair<QString, QByteArray>>& files, QString& error) const;
+    // FILES (name, bytes) replace their namesakes in the report now in the
+    // folder, each file whole; false when the folder is no report of the station's.
+    bool Update(const std::vector<std::pair<QString, QByteArray>>& files, QString& error) const;
 
     static const char* MarkerName() { return ".sonarstation-report"; }
 

@@ -1,6 +1,7 @@
 #include "Station.h"
 
 #include "Console.h"
+#include "ConsoleProgress.h"
 #include "ReportParser.h"
 #include "UnitFiles.h"
 
@@ -15,6 +16,19 @@ CStation::CStation(const CPlan& plan, const std::vector<CUnitTarget>& units, int
                    CRunRecorder* recorder)
     : m_Plan(plan), m_Units(units), m_Jobs(std::max(1, jobs)), m_Progress(progress), m_Recorder(recorder)
 {
+    if (m_Progress)
+    {
+        m_Console = std::make_unique<CConsoleProgress>(m_Progress);
+        m_Listeners.push_back(m_Console.get());
+    }
+}
+
+template <typename Event>
+void CStation::Tell(Event event)
+{
+    std::lock_guard<std::mutex> lock(m_ProgressLock);
+    for (CStationListener* listener : m_Listeners)
+        event(*listener);
 }
 
 StationResults_T CStation::Run(const QString& planName)
@@ -26,6 +40,9 @@ StationResults_T CStation::Run(const QString& planName)
     results.started = QDateTime::currentDateTimeUtc();
     results.host = QSysInfo::machineHostName();
     results.units.resize(m_Units.size());
+    for (size_t i = 0; i < m_Units.size(); ++i)
+        results.units[i].unit = m_Units[i].Name();
+    Tell([&](CStationListener& listener) { listener.Started(results, m_Plan.Steps().size()); });
 
     std::atomic<size_t> next{0};
     auto worker = [&]() {
@@ -42,6 +59,7 @@ StationResults_T CStation::Run(const QString& planName)
     results.met =
         std::all_of(results.units.begin(), results.units.end(), [](const UnitResult_T& unit) { return unit.met; });
     results.seconds = timer.elapsed() / 1000.0;
+    Tell([&](CStationListener& listener) { listener.Finished(results); });
     return results;
 }
 
@@ -56,9 +74,14 @@ void CStation::RunUnit(size_t slot, UnitResult_T& result)
     if (m_Recorder)
         Record(unit.Name(), m_Recorder->Begin(unit, static_cast<int>(slot), identity, run, error), error);
     unit.SetAttempt(run.attempt.isValid() ? run.attempt.toInt() : 1);
+    result.serial = unit.HasOperatorSerial() ? unit.OperatorSerial() : identity.serial;
     bool whole = false;
     if (reached)
-        whole = RunSteps(unit, run, result);
+    {
+        const QString first = m_Plan.Steps().empty() ? QString() : m_Plan.Steps().front().name;
+        Tell([&](CStationListener& listener) { listener.UnitStarted(slot, result.serial, first); });
+        whole = RunSteps(slot, unit, run, result);
+    }
     else if (m_Recorder)
         for (size_t i = 0; i < result.steps.size(); ++i)
             Record(unit.Name(), m_Recorder->Step(run, static_cast<int>(i), result.steps[i], error), error);
@@ -67,9 +90,11 @@ void CStation::RunUnit(size_t slot, UnitResult_T& result)
         const QString outcome = !whole ? "aborted" : result.met ? "passed" : "failed";
         Record(unit.Name(), m_Recorder->Finish(run, outcome, result, error), error);
     }
+    result.aborted = reached && !whole;
+    Tell([&](CStationListener& listener) { listener.UnitFinished(slot, result); });
 }
 
-bool CStation::RunSteps(const CUnitTarget& unit, const RunRecord_T& run, UnitResult_T& result)
+bool CStation::RunSteps(size_t slot, const CUnitTarget& unit, const RunRecord_T& run, UnitResult_T& result)
 {
     CUnitFiles files(unit, m_Plan.Files(), m_Runner);
     const bool sent = files.Put(result.error);
@@ -85,7 +110,7 @@ bool CStation::RunSteps(const CUnitTarget& unit, const RunRecord_T& run, UnitRes
         result.steps.push_back(RunStep(unit, step));
         const StepResult_T& done = result.steps.back();
         result.met = result.met && done.met;
-        Report(unit.Name(), done);
+        Report(slot, done, result.steps.size());
         // ssh's own failure, after the unit answered before the plan: the unit is lost.
         if (CStepRunner::StopRequested() || (!unit.IsVirtual() && done.exitStatus == 255))
             whole = false;
@@ -160,17 +185,15 @@ StepResult_T CStation::RunStep(const CUnitTarget& unit, const PlanStep_T& step) 
     return result;
 }
 
-void CStation::Report(const QString& unit, const StepResult_T& step)
+void CStation::Report(size_t slot, const StepResult_T& step, size_t done)
 {
-    Say(CConsole::StepLine(unit, step));
+    // The next step of the plan starts at once, unless the station is stopping.
+    const std::vector<PlanStep_T>& steps = m_Plan.Steps();
+    const QString next = done < steps.size() && !CStepRunner::StopRequested() ? steps[done].name : QString();
+    Tell([&](CStationListener& listener) { listener.StepFinished(slot, step, next); });
 }
 
 void CStation::Say(const QString& line)
 {
-    if (!m_Progress)
-        return;
-    std::lock_guard<std::mutex> lock(m_ProgressLock);
-    // A reader that went away costs the line, never the run.
-    fprintf(m_Progress, "%s\n", line.toLocal8Bit().constData());
-    fflush(m_Progress);
+    Tell([&](CStationListener& listener) { listener.Say(line); });
 }

@@ -4,12 +4,15 @@
 
 #include "Plan.h"
 #include "RunRecorder.h"
+#include "StationListener.h"
 #include "StationResults.h"
 #include "StepRunner.h"
 #include "UnitTarget.h"
 
 #include <cstdio>
+#include <memory>
 #include <mutex>
+#include <vector>
 
 class CStation
 {
@@ -17,6 +20,8 @@ public:
     // RECORDER (may be null) hears of every run and step as it happens.
     CStation(const CPlan& plan, const std::vector<CUnitTarget>& units, int jobs, FILE* progress,
              CRunRecorder* recorder = nullptr);
+    // LISTENER hears of the run as it goes, from the start on; the caller keeps it.
+    void AddListener(CStationListener* listener) { m_Listeners.push_back(listener); }
     StationResults_T Run(const QString& planName);
 
 private:
@@ -25,10 +30,14 @@ private:
     // when an ssh unit cannot be reached.
     bool Reach(const CUnitTarget& unit, UnitIdentity_T& identity, UnitResult_T& result);
     // The steps of a reached unit; false when the unit was lost or stopped before the plan's end.
-    bool RunSteps(const CUnitTarget& unit, const RunRecord_T& run, UnitResult_T& result);
+    bool RunSteps(size_t slot, const CUnitTarget& unit, const RunRecord_T& run, UnitResult_T& result);
     void Record(const QString& unit, bool written, const QString& error);
     StepResult_T RunStep(const CUnitTarget& unit, const PlanStep_T& step) const;
-    void Report(const QString& unit, const StepResult_T& step);
+    // DONE: how many of the unit's steps have finished.
+    void Report(size_t slot, const StepResult_T& step, size_t done);
+    // Every listener in turn, one event at a time.
+    template <typename Event>
+    void Tell(Event event);
     void Say(const QString& line);
 
     // ssh gives up connecting after 10 s; logging in gets the rest.
@@ -40,5 +49,7 @@ private:
     FILE* m_Progress;
     CRunRecorder* m_Recorder;
     std::mutex m_ProgressLock;
+    std::unique_ptr<CStationListener> m_Console;  // on m_Progress
+    std::vector<CStationListener*> m_Listeners;
     CStepRunner m_Runner;
 };

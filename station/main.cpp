@@ -3,6 +3,7 @@
 #include "CommandLine.h"
 #include "Console.h"
 #include "DbBench.h"
+#include "LiveReport.h"
 #include "Plan.h"
 #include "ReportParser.h"
 #include "ResultCommands.h"
@@ -126,7 +127,12 @@ int Run(const StationOptions_T& options)
 
     CatchStopSignals();
     CStation station(plan, options.units, options.jobs, stderr, &recorder);
+    CLiveReport live(options.report, options.plan, session.started, session.host);
+    if (!options.report.isEmpty())
+        station.AddListener(&live);
     StationResults_T results = station.Run(options.plan);
+    if (!live.Error().isEmpty())
+        Say("sonarstation: the report did not follow the run: " + live.Error());
     // The result files and the database tell the same start and station, so an export matches the run.
     results.started = session.started;
     results.host = session.host;

@@ -44,7 +44,9 @@ StationResults_T Results()
                        Step("volts", "performed", {Expect("reading", "2900..3100", 0, 3012.0, true)})},
                       true,
                       QString(),
-                      QString()};
+                      QString(),
+                      "QL-0042",
+                      false};
     // Stopped after its first step, which timed out.
     UnitResult_T bad{"<i>unit</i>%1",
                      {Step("xk", "timeout",
@@ -52,7 +54,9 @@ StationResults_T Results()
                             Expect("mean", "0..100", 32, QVariant(), false)})},
                      false,
                      QString(),
-                     QString()};
+                     QString(),
+                     QByteArray(),
+                     true};
     results.units = {good, bad};
     return results;
 }
