@@ -25,6 +25,7 @@ const char* const c_Style =
     "div.tile div{margin:4px 0;overflow-wrap:anywhere}div.serial{font-size:40px;font-weight:bold}"
     "div.verdict{font-size:96px;font-weight:bold;line-height:1}div.count{font-size:32px}"
     "div.now,div.failed{font-size:24px}div.failed.some{color:#d0342c;font-weight:bold}"
+    "td.running{background:#9cc3f0}div.tile.running{border-color:#3a78c9}"
     "div.tile.pass{background:#2e9e44;border-color:#2e9e44;color:#fff}"
     "div.tile.fail{background:#d0342c;border-color:#d0342c;color:#fff}";
 
@@ -118,7 +119,7 @@ QString CHtmlReport::LiveIndex(const StationResults_T& results, const std::vecto
                 .arg(counts.met)
                 .arg(counts.unmet)
                 .arg(counts.notRun);
-    body += UnmetList(results) + Grid(results);
+    body += UnmetList(results) + Grid(results, &progress);
     return Page("Station report", Board(results, progress, planSteps) + body, c_Refresh);
 }
 
@@ -190,7 +191,7 @@ QString CHtmlReport::UnitTable(const StationResults_T& results) const
     return body + "</table>\n";
 }
 
-QString CHtmlReport::Grid(const StationResults_T& results) const
+QString CHtmlReport::Grid(const StationResults_T& results, const std::vector<UnitProgress_T>* progress) const
 {
     // Steps down, units across: a long plan grows downwards only.
     size_t longest = 0;
@@ -209,7 +210,12 @@ QString CHtmlReport::Grid(const StationResults_T& results) const
         {
             if (s >= results.units[u].steps.size())
             {
-                body += "<td class=\"missing\">not run</td>";
+                // While the run lasts a cell with no step yet is still to come.
+                const UnitProgress_T* unit = progress && u < progress->size() ? &(*progress)[u] : nullptr;
+                const bool running = unit && unit->started && !unit->finished && s == results.units[u].steps.size();
+                body += !unit || unit->finished ? "<td class=\"missing\">not run</td>"
+                        : running               ? "<td class=\"running\">running</td>"
+                                                : "<td class=\"missing\">to come</td>";
                 continue;
             }
             const StepResult_T& step = results.units[u].steps[s];

@@ -38,7 +38,8 @@ private:
     static QString Outcome(const StepResult_T& step);
     QString UnmetList(const StationResults_T& results) const;
     QString UnitTable(const StationResults_T& results) const;
-    QString Grid(const StationResults_T& results) const;
+    // With PROGRESS, a cell without a step says whether it runs now or is still to come.
+    QString Grid(const StationResults_T& results, const std::vector<UnitProgress_T>* progress = nullptr) const;
     // A tile per unit: PASS or FAIL once it finished, how far it is before.
     QString Board(const StationResults_T& results, const std::vector<UnitProgress_T>& progress,
                   size_t planSteps) const;
