@@ -286,8 +286,9 @@ TEST(SshUnreachable, IsReportedOnceAndItsStepsAreNotRun)
               QStringList({"ssh:bench-unit: unreachable, 2 steps not run (" + refused + ")",
                            "varrow volts: performed, met (T s)",
                            "varrow temperature: performed, NOT MET: reading expected 0..100, measured 1650 (T s)",
-                           "ssh:bench-unit: unreachable, 2 steps not run",
-                           "varrow: NOT MET, 1 of 2 steps not met: temperature",
+                           "ssh:bench-unit, no serial: unreachable, 2 steps not run",
+                           "varrow, serial 0412345678: NOT MET, 1 of 2 steps not met: temperature; first unmet: "
+                           "temperature reading expected 0..100, measured 1650",
                            "2 units, 4 steps: 1 met, 1 not met, 2 not run (T s, -j 1)",
                            "JSON written to " + d + "/r.json", "JUnit written to " + d + "/r.xml"})
                   .join('\n')

@@ -355,7 +355,8 @@ TEST(StationDb, ALotOfTwentyShowsItsSpreadAndFailsItsDefectiveUnit)
     const QString db = dir.filePath("lot.db");
     const StationRun_T run = RunStation({"run", PlanFile("cor.txt"), "--lot", "ql4k:20", "--db", db, "-j", "4"});
     EXPECT_EQ(run.exitCode, 1) << run.errors.toStdString();
-    EXPECT_TRUE(run.errors.contains("ql4k#16: NOT MET, 2 of 4 steps not met: high-band, low-band\n"))
+    EXPECT_TRUE(run.errors.contains("ql4k#16, serial VQL4K-0016: NOT MET, 2 of 4 steps not met: high-band, "
+                                    "low-band; first unmet: high-band peak from 32 expected 200..215, measured 137\n"))
         << run.errors.toStdString();
     QStringList expected;
     for (int n = 1; n <= 20; ++n)

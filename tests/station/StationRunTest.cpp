@@ -201,7 +201,8 @@ TEST(StationRun, AStepOverItsTimeIsStoppedAndTheUnitGoesOn)
     EXPECT_EQ(station.exitCode(), 130);
     EXPECT_EQ(Lines(TimelessLines(QString::fromUtf8(station.readAllStandardError()))),
               Lines({"ql4k endless: stopped, NOT MET: verdict expected passed or performed, measured stopped (T s)",
-                     "ql4k: NOT MET, 1 of 2 steps not met: endless; stopped after 1 of 2 steps",
+                     "ql4k, serial 0412345678: NOT MET, 1 of 2 steps not met: endless; stopped after 1 of 2 steps; "
+                     "first unmet: endless verdict expected passed or performed, measured stopped",
                      "1 unit, 1 step: 0 met, 1 not met, 0 not run (T s, -j " +
                          QString::number(QThread::idealThreadCount()) + ")",
                      "JSON written to " + dir.filePath("s.json"), "sonarstation: stopped by signal 2"}));
