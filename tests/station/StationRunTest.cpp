@@ -8,9 +8,13 @@
 #include <QJsonDocument>
 #include <QProcess>
 #include <QTemporaryDir>
+#include <QRegularExpression>
 #include <QThread>
 
 #include <csignal>
+#include <pty.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <gtest/gtest.h>
 
@@ -407,4 +411,87 @@ TEST(StationRun, AnEarlierReportIsReplacedWhole)
     // Nothing of the swap is left beside it.
     EXPECT_EQ(Entries(dir.path()), Lines(QStringList{"html", "plan.txt"}));
 }
+}
+
+// All a terminal got: the station run in a pseudo-terminal COLUMNS wide until it ends.
+QByteArray RunOnTerminal(const QStringList& arguments, int columns, int& status)
+{
+    QList<QByteArray> words{SONARSTATION_BINARY};
+    for (const QString& argument : arguments)
+        words << argument.toLocal8Bit();
+    QList<QByteArray> environment;
+    for (const QString& variable : StationEnvironment(QProcessEnvironment::systemEnvironment()).toStringList())
+        environment << variable.toLocal8Bit();
+    std::vector<char*> argv, envp;
+    for (QByteArray& word : words)
+        argv.push_back(word.data());
+    for (QByteArray& variable : environment)
+        envp.push_back(variable.data());
+    argv.push_back(nullptr);
+    envp.push_back(nullptr);
+    winsize size = {};
+    size.ws_row = 24;
+    size.ws_col = static_cast<unsigned short>(columns);
+    int terminal = -1;
+    const pid_t pid = forkpty(&terminal, nullptr, nullptr, &size);
+    if (pid == 0)
+    {
+        execve(argv[0], argv.data(), envp.data());
+        _exit(127);
+    }
+    QByteArray seen;
+    char buffer[4096];
+    // The terminal's side reads EIO once the station and its children are gone.
+    for (ssize_t got; pid > 0 && (got = read(terminal, buffer, sizeof buffer)) > 0;)
+        seen.append(buffer, static_cast<int>(got));
+    close(terminal);
+    status = -1;
+    if (pid > 0)
+        waitpid(pid, &status, 0);
+    return seen;
+}
+
+// On a terminal the progress is one line drawn over itself (back to its start,
+// erased to its end) as steps finish and each second; other lines go above it.
+TEST(StationRun, ATerminalSeesOneProgressLineRedrawnInPlace)
+{
+    QTemporaryDir dir;
+    const QString plan = WritePlan(dir, "step count speed 2\nstep xk xkping 200kHPShort.txt 0 1\nexpect peak 250..255\n");
+    int status = 0;
+    const QByteArray seen =
+        RunOnTerminal({"run", plan, "--ssh", "127.0.0.1:1", "--unit", "ql4k", "--unit", "varrow", "-j1", "--db", "none"},
+                      100, status);
+    ASSERT_TRUE(WIFEXITED(status));
+    EXPECT_EQ(WEXITSTATUS(status), 1) << seen.toStdString();
+    // Each drawing once, whatever the clock showed; the clock goes on while a step runs.
+    QString text = QString::fromLocal8Bit(seen).replace("\r\n", "\n");
+    text.replace(QRegularExpression("\\([0-9]+\\.[0-9]{2} s"), "(T s");
+    QStringList drawings;
+    QString previous;
+    bool ticked = false;
+    for (const QString& drawing : text.split("\r\033[K"))
+    {
+        const QString timeless = QString(drawing).replace(QRegularExpression("failed, [0-9]+:[0-9]{2}"), "failed, T");
+        if (!drawings.isEmpty() && drawings.last() == timeless)
+            ticked = ticked || drawing != previous;
+        else
+            drawings << timeless;
+        previous = drawing;
+    }
+    EXPECT_TRUE(ticked) << "the clock did not go on during a step of seconds";
+    EXPECT_EQ(Lines(drawings),
+              Lines({"", "0 of 3 units done, 0 of 6 steps, 0 failed, T",
+                     "ssh:127.0.0.1: unreachable, 2 steps not run (ssh: connect to host 127.0.0.1 port 1: Connection "
+                     "refused)\n",
+                     "0 of 3 units done, 0 of 6 steps, 0 failed, T", "1 of 3 units done, 2 of 6 steps, 2 failed, T",
+                     "1 of 3 units done, 3 of 6 steps, 2 failed, T", "1 of 3 units done, 4 of 6 steps, 3 failed, T",
+                     "2 of 3 units done, 4 of 6 steps, 3 failed, T", "2 of 3 units done, 5 of 6 steps, 3 failed, T",
+                     "2 of 3 units done, 6 of 6 steps, 4 failed, T", "3 of 3 units done, 6 of 6 steps, 4 failed, T",
+                     "3 of 3 units done, 6 of 6 steps, 4 failed, T\n"
+                     "ssh:127.0.0.1, no serial: unreachable, 2 steps not run\n"
+                     "ql4k, serial 0412345678: NOT MET, 1 of 2 steps not met: xk; first unmet: xk peak expected "
+                     "250..255, measured 247\n"
+                     "varrow, serial 0412345678: NOT MET, 1 of 2 steps not met: xk; first unmet: xk verdict expected "
+                     "passed or performed, measured failed\n"
+                     "3 units, 6 steps: 2 met, 2 not met, 2 not run (T s, -j 1)\n"}));
 }
