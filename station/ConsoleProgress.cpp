@@ -63,13 +63,13 @@ void CConsoleProgress::Draw()
     Write(c_Redraw + line.toLocal8Bit());
 }
 
-void CConsoleProgress::Started(const StationResults_T& results, size_t planSteps)
+void CConsoleProgress::Started(const StationResults_T& results, const QStringList& planSteps)
 {
     std::lock_guard<std::mutex> lock(m_Lock);
     m_Names.clear();
     for (const UnitResult_T& unit : results.units)
         m_Names << unit.unit;
-    m_PlanSteps = planSteps;
+    m_PlanSteps = static_cast<size_t>(planSteps.size());
     m_Done.assign(results.units.size(), 0);
     m_Failed.assign(results.units.size(), 0);
     m_Finished.assign(results.units.size(), false);

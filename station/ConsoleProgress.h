@@ -21,7 +21,7 @@ public:
     CConsoleProgress(const CConsoleProgress&) = delete;
     CConsoleProgress& operator=(const CConsoleProgress&) = delete;
 
-    void Started(const StationResults_T& results, size_t planSteps) override;
+    void Started(const StationResults_T& results, const QStringList& planSteps) override;
     void UnitStarted(size_t slot, const QByteArray& serial, const QString& step) override;
     void StepFinished(size_t slot, const StepResult_T& step, const QString& next) override;
     void UnitFinished(size_t slot, const UnitResult_T& unit) override;

@@ -105,7 +105,7 @@ QString CHtmlReport::Index(const StationResults_T& results) const
 }
 
 QString CHtmlReport::LiveIndex(const StationResults_T& results, const std::vector<UnitProgress_T>& progress,
-                               size_t planSteps) const
+                               const QStringList& planSteps) const
 {
     const StepCounts_T counts = results.Count();
     QString body = QString("<p class=\"facts\">Running since %1 on station ")
@@ -115,12 +115,12 @@ QString CHtmlReport::LiveIndex(const StationResults_T& results, const std::vecto
                 .arg(results.seconds, 0, 'f', 2)
                 .arg(results.units.size())
                 .arg(counts.steps)
-                .arg(results.units.size() * planSteps)
+                .arg(results.units.size() * planSteps.size())
                 .arg(counts.met)
                 .arg(counts.unmet)
                 .arg(counts.notRun);
-    body += UnmetList(results) + Grid(results, &progress);
-    return Page("Station report", Board(results, progress, planSteps) + body, c_Refresh);
+    body += UnmetList(results) + Grid(results, &progress, planSteps);
+    return Page("Station report", Board(results, progress, planSteps.size()) + body, c_Refresh);
 }
 
 QString CHtmlReport::Board(const StationResults_T& results, const std::vector<UnitProgress_T>& progress,
@@ -191,7 +191,8 @@ QString CHtmlReport::UnitTable(const StationResults_T& results) const
     return body + "</table>\n";
 }
 
-QString CHtmlReport::Grid(const StationResults_T& results, const std::vector<UnitProgress_T>* progress) const
+QString CHtmlReport::Grid(const StationResults_T& results, const std::vector<UnitProgress_T>* progress,
+                          const QStringList& planSteps) const
 {
     // Steps down, units across: a long plan grows downwards only.
     size_t longest = 0;
@@ -202,10 +203,12 @@ QString CHtmlReport::Grid(const StationResults_T& results, const std::vector<Uni
     for (const UnitResult_T& unit : results.units)
         body += "<th>" + E(unit.unit) + "</th>";
     body += "</tr>\n";
-    const size_t rows = results.units.empty() ? 0 : results.units[longest].steps.size();
+    const size_t done = results.units.empty() ? 0 : results.units[longest].steps.size();
+    const size_t rows = std::max(done, static_cast<size_t>(planSteps.size()));
     for (size_t s = 0; s < rows; ++s)
     {
-        body += "<tr><th>" + E(results.units[longest].steps[s].name) + "</th>";
+        const QString& name = s < done ? results.units[longest].steps[s].name : planSteps[static_cast<int>(s)];
+        body += "<tr><th>" + E(name) + "</th>";
         for (size_t u = 0; u < results.units.size(); ++u)
         {
             if (s >= results.units[u].steps.size())

@@ -8,6 +8,7 @@
 #include "StationResults.h"
 
 #include <QString>
+#include <QStringList>
 
 #include <vector>
 
@@ -26,9 +27,9 @@ public:
     bool Write(const QString& dir, const StationResults_T& results, QString& error) const;
 
     QString Index(const StationResults_T& results) const;
-    // The index while the run lasts: PROGRESS has an entry per unit.
+    // The index while the run lasts: PROGRESS has an entry per unit, PLANSTEPS names the plan's steps.
     QString LiveIndex(const StationResults_T& results, const std::vector<UnitProgress_T>& progress,
-                      size_t planSteps) const;
+                      const QStringList& planSteps) const;
     QString StepPage(const StationResults_T& results, size_t unit, size_t step) const;
     static QString PageName(size_t unit, const StepResult_T& step);
     // "-" when nothing was measured.
@@ -38,8 +39,10 @@ private:
     static QString Outcome(const StepResult_T& step);
     QString UnmetList(const StationResults_T& results) const;
     QString UnitTable(const StationResults_T& results) const;
-    // With PROGRESS, a cell without a step says whether it runs now or is still to come.
-    QString Grid(const StationResults_T& results, const std::vector<UnitProgress_T>* progress = nullptr) const;
+    // With PROGRESS, a cell without a step says whether it runs now or is still to come,
+    // and every step of the plan has its row.
+    QString Grid(const StationResults_T& results, const std::vector<UnitProgress_T>* progress = nullptr,
+                 const QStringList& planSteps = QStringList()) const;
     // A tile per unit: PASS or FAIL once it finished, how far it is before.
     QString Board(const StationResults_T& results, const std::vector<UnitProgress_T>& progress,
                   size_t planSteps) const;

@@ -10,7 +10,7 @@ CLiveReport::CLiveReport(const QString& dir, const QString& plan, const QDateTim
     m_Results.host = host;
 }
 
-void CLiveReport::Started(const StationResults_T& results, size_t planSteps)
+void CLiveReport::Started(const StationResults_T& results, const QStringList& planSteps)
 {
     m_Timer.start();
     m_Results.units = results.units;

@@ -19,7 +19,7 @@ public:
     // DIR as --report names it; PLAN, STARTED and HOST as the result files will tell them.
     CLiveReport(const QString& dir, const QString& plan, const QDateTime& started, const QString& host);
 
-    void Started(const StationResults_T& results, size_t planSteps) override;
+    void Started(const StationResults_T& results, const QStringList& planSteps) override;
     void UnitStarted(size_t slot, const QByteArray& serial, const QString& step) override;
     void StepFinished(size_t slot, const StepResult_T& step, const QString& next) override;
     void UnitFinished(size_t slot, const UnitResult_T& unit) override;
@@ -37,7 +37,7 @@ private:
     StationResults_T m_Results;
     std::vector<UnitProgress_T> m_Progress;
     std::vector<size_t> m_Written;  // per unit, its step pages written so far
-    size_t m_PlanSteps = 0;
+    QStringList m_PlanSteps;
     QElapsedTimer m_Timer;
     QString m_Error;
 };

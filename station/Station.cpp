@@ -42,7 +42,10 @@ StationResults_T CStation::Run(const QString& planName)
     results.units.resize(m_Units.size());
     for (size_t i = 0; i < m_Units.size(); ++i)
         results.units[i].unit = m_Units[i].Name();
-    Tell([&](CStationListener& listener) { listener.Started(results, m_Plan.Steps().size()); });
+    QStringList planSteps;
+    for (const PlanStep_T& step : m_Plan.Steps())
+        planSteps << step.name;
+    Tell([&](CStationListener& listener) { listener.Started(results, planSteps); });
 
     std::atomic<size_t> next{0};
     auto worker = [&]() {

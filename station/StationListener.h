@@ -4,6 +4,8 @@
 
 #include "StationResults.h"
 
+#include <QStringList>
+
 #include <cstddef>
 
 class CStationListener
@@ -11,8 +13,8 @@ class CStationListener
 public:
     virtual ~CStationListener() = default;
 
-    // Before any unit starts: every unit named, none with a step yet.
-    virtual void Started(const StationResults_T& results, size_t planSteps) = 0;
+    // Before any unit starts: every unit named, none with a step yet; the plan's steps by name.
+    virtual void Started(const StationResults_T& results, const QStringList& planSteps) = 0;
     // The unit in SLOT was reached and runs STEP next (the plan's first).
     virtual void UnitStarted(size_t slot, const QByteArray& serial, const QString& step) = 0;
     // NEXT is the step the unit runs now; empty after its last.

@@ -1,10 +1,14 @@
 // The HTML report in a real browser: headless Chromium takes screenshots of the
-// grid and of a plot page, and their pixels must show what the pages draw.
+// grid, of a plot page and of the report while a run lasts, and their pixels
+// must show what the pages draw.
 #include "HeadlessChromium.h"
 #include "HtmlReport.h"
 #include "StationProcess.h"
 
+#include <QDir>
 #include <QFile>
+#include <QProcess>
+#include <QThread>
 #include <QJsonValue>
 #include <QStandardPaths>
 #include <QTemporaryDir>
@@ -170,5 +174,83 @@ TEST(Browser, TwoHundredStepsNeedNoSidewaysScrolling)
         << error.toStdString();
     EXPECT_EQ(rows.toInt(), 1 + 2 + 1 + 2 * 200 + 1 + 200) << "units, unmet list, grid";
     EXPECT_EQ(widths.toString().toStdString(), "1200 1200");
+}
+
+// What the browser shows of an index: a screenshot, each tile's lines and the reload.
+struct Look_T
+{
+    Image_T image;
+    std::string tiles;
+    std::string refresh;
+};
+
+Look_T Look(const QString& chromium, const QString& page)
+{
+    CHeadlessChromium browser;
+    QString error;
+    QByteArray png;
+    QJsonValue tiles;
+    QJsonValue refresh;
+    EXPECT_TRUE(browser.Start(chromium, error) && browser.Open("file://" + page, 1200, 900, error) &&
+                browser.Evaluate("Array.from(document.querySelectorAll('div.tile')).map(t => "
+                                 "Array.from(t.children).map(c => c.textContent).join(' / ')).join('\\n')",
+                                 tiles, error) &&
+                browser.Evaluate("(document.querySelector('meta[http-equiv=refresh]') || {content: 'none'}).content",
+                                 refresh, error) &&
+                browser.Screenshot(png, error))
+        << page.toStdString() << ": " << error.toStdString();
+    Look_T look;
+    EXPECT_TRUE(DecodePng(png, look.image)) << "no PNG screenshot of " << page.toStdString();
+    look.tiles = tiles.toString().toStdString();
+    look.refresh = refresh.toString().toStdString();
+    return look;
+}
+
+// The report follows a run: while both units wait in their first step (their
+// launcher holds it until the test lets it go) the index reloads and shows
+// how far each is; after the run, PASS and FAIL in large green and red tiles.
+TEST(Browser, TheReportFollowsTheRunAndEndsInLargeVerdicts)
+{
+    const QString chromium = QStandardPaths::findExecutable("chromium");
+    if (chromium.isEmpty())
+        GTEST_SKIP() << "chromium not installed (Debian chromium): the live report is NOT checked in a browser";
+    QTemporaryDir dir;
+    const QString d = dir.path();
+    QFile plan(d + "/plan.txt");
+    ASSERT_TRUE(plan.open(QIODevice::WriteOnly));
+    plan.write("step count speed 1\nstep xk xkping 200kHPShort.txt 0 1\nexpect peak 240..255\n");
+    plan.close();
+    QFile launcher(d + "/launcher");
+    ASSERT_TRUE(launcher.open(QIODevice::WriteOnly));
+    launcher.write(QByteArray("#!/bin/sh\ncase \"$*\" in *speed*) touch \"$0.$$\"\n"
+                              "  while [ ! -e \"$0.go\" ]; do sleep 0.1; done;; esac\nexec ") +
+                   VUNIT_BINARY + " \"$@\"\n");
+    launcher.close();
+    ASSERT_TRUE(launcher.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
+    QProcess station;
+    station.setProcessEnvironment(StationEnvironment(QProcessEnvironment::systemEnvironment()));
+    station.start(SONARSTATION_BINARY, {"run", plan.fileName(), "--vunit", launcher.fileName(), "--unit", "ql4k",
+                                        "--unit", "varrow", "-j2", "--db", "none", "--report", d + "/html"});
+    for (int i = 0; i < 1200 && QDir(d).entryList({"launcher.*"}).size() < 2; ++i)
+        QThread::msleep(25);
+    ASSERT_EQ(QDir(d).entryList({"launcher.*"}).size(), 2) << "the units never reached their first step";
+
+    const Look_T during = Look(chromium, d + "/html/index.html");
+    EXPECT_EQ(during.refresh, "2");
+    EXPECT_EQ(during.tiles, "0412345678 / 0 of 2 steps / now: count / 0 failed / ql4k\n"
+                            "0412345678 / 0 of 2 steps / now: count / 0 failed / varrow");
+    EXPECT_EQ(CountColour(during.image, 0x2e, 0x9e, 0x44, 8), 0) << "no verdict yet";
+    EXPECT_EQ(CountColour(during.image, 0xd0, 0x34, 0x2c, 8), 0) << "no verdict yet";
+    EXPECT_GT(CountColour(during.image, 0x9c, 0xc3, 0xf0, 2), 2 * 5000) << "the running cells";
+
+    QFile(d + "/launcher.go").open(QIODevice::WriteOnly);
+    ASSERT_TRUE(station.waitForFinished(60000));
+    EXPECT_EQ(station.exitCode(), 1) << station.readAllStandardError().toStdString();
+    const Look_T after = Look(chromium, d + "/html/index.html");
+    EXPECT_EQ(after.refresh, "none");
+    EXPECT_EQ(after.tiles, "0412345678 / PASS / ql4k\n0412345678 / FAIL / varrow");
+    // Each tile some 300 x 200 px of solid colour: readable across the bench.
+    EXPECT_GT(CountColour(after.image, 0x2e, 0x9e, 0x44, 8), 30000);
+    EXPECT_GT(CountColour(after.image, 0xd0, 0x34, 0x2c, 8), 30000);
 }
 }

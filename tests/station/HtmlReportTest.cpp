@@ -110,8 +110,8 @@ TEST(HtmlReport, IndexShowsTheRunUnmetExpectationsUnitsAndGrid)
     EXPECT_TRUE(metIndex.contains("<h2>Not met: none</h2>\n<h2>Steps</h2>"));
 }
 
-// Mid-run: a unit at its second step, one waiting for a slot, one stopped
-// after steps that all met, which is no pass.
+// Mid-run, a plan of three steps: a unit at its second step, one waiting for
+// a slot, one stopped after two steps that met, which is no pass.
 TEST(HtmlReport, LiveIndexShowsHowFarEachUnitIsAndReloads)
 {
     StationResults_T results = Results();
@@ -127,27 +127,29 @@ TEST(HtmlReport, LiveIndexShowsHowFarEachUnitIsAndReloads)
     progress[0].started = true;
     progress[0].running = "<volts>";
     progress[2].started = progress[2].finished = true;
-    const QString index = CHtmlReport().LiveIndex(results, progress, 2);
+    const QString index = CHtmlReport().LiveIndex(results, progress, {"xk", "volts", "<end>"});
     EXPECT_TRUE(index.startsWith("<!DOCTYPE html>\n<html lang=\"en\"><head><meta charset=\"utf-8\">"
                                  "<meta http-equiv=\"refresh\" content=\"2\"><title>Station report</title>"));
     EXPECT_EQ(Between(index, "<div class=\"board\">", "</p>").toStdString(),
               "<div class=\"board\">\n"
-              "<div class=\"tile running\"><div class=\"serial\">QL&amp;0042</div><div class=\"count\">1 of 2 "
+              "<div class=\"tile running\"><div class=\"serial\">QL&amp;0042</div><div class=\"count\">1 of 3 "
               "steps</div><div class=\"now\">now: &lt;volts&gt;</div><div class=\"failed some\">1 failed</div>"
               "<div class=\"unit\">ql4k</div></div>\n"
-              "<div class=\"tile running\"><div class=\"serial\">no serial</div><div class=\"count\">0 of 2 "
+              "<div class=\"tile running\"><div class=\"serial\">no serial</div><div class=\"count\">0 of 3 "
               "steps</div><div class=\"now\">waiting</div><div class=\"failed\">0 failed</div>"
               "<div class=\"unit\">&lt;i&gt;unit&lt;/i&gt;%1</div></div>\n"
               "<div class=\"tile fail\"><div class=\"serial\">Q5&quot;%2</div><div class=\"verdict\">FAIL</div>"
               "<div class=\"unit\">ql5k</div></div>\n</div>\n"
               "<p class=\"facts\">Running since 2024-03-09 17:05:42 UTC on station bench&quot;%2, plan "
-              "&lt;plan&gt;&amp;%1.txt, 12.35 s so far<br>3 units, 3 of 6 steps done: 2 met, 1 not met, 0 not run</p>");
+              "&lt;plan&gt;&amp;%1.txt, 12.35 s so far<br>3 units, 3 of 9 steps done: 2 met, 1 not met, 0 not run</p>");
     EXPECT_EQ(Between(index, "<h2>Steps</h2>", "</table>").toStdString(),
               "<h2>Steps</h2>\n<table class=\"grid\">\n<tr><th>step</th><th>ql4k</th><th>&lt;i&gt;unit&lt;/i&gt;%1</th>"
               "<th>ql5k</th></tr>\n<tr><th>xk</th><td class=\"unmet\"><a href=\"unit1-xk.html\">passed, NOT met</a>"
               "</td><td class=\"missing\">to come</td><td class=\"met\"><a href=\"unit3-xk.html\">passed, met</a></td>"
               "</tr>\n<tr><th>volts</th><td class=\"running\">running</td><td class=\"missing\">to come</td>"
-              "<td class=\"met\"><a href=\"unit3-volts.html\">performed, met</a></td></tr>\n</table>");
+              "<td class=\"met\"><a href=\"unit3-volts.html\">performed, met</a></td></tr>\n"
+              "<tr><th>&lt;end&gt;</th><td class=\"missing\">to come</td><td class=\"missing\">to come</td>"
+              "<td class=\"missing\">not run</td></tr>\n</table>");
     EXPECT_FALSE(index.contains("<h2>Units</h2>"));
 }
 
