@@ -85,9 +85,7 @@ void CConsoleProgress::Started(const StationResults_T& results, const QStringLis
     });
 }
 
-void CConsoleProgress::UnitStarted(size_t, const QByteArray&, const QString&)
-{
-}
+void CConsoleProgress::UnitStarted(size_t, const QByteArray&, const QString&) {}
 
 void CConsoleProgress::StepFinished(size_t slot, const StepResult_T& step, const QString&)
 {
@@ -109,8 +107,8 @@ void CConsoleProgress::UnitFinished(size_t slot, const UnitResult_T& unit)
         return;
     // The whole unit, steps that never ran included.
     m_Done[slot] = unit.steps.size();
-    m_Failed[slot] =
-        static_cast<size_t>(std::count_if(unit.steps.begin(), unit.steps.end(), [](const StepResult_T& s) { return !s.met; }));
+    m_Failed[slot] = static_cast<size_t>(
+        std::count_if(unit.steps.begin(), unit.steps.end(), [](const StepResult_T& s) { return !s.met; }));
     m_Finished[slot] = true;
     if (m_Terminal)
         Draw();

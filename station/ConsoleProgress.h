@@ -29,8 +29,7 @@ public:
     void Say(const QString& line) override;
 
     // "1 of 3 units done, 12 of 30 steps, 2 failed, 0:42"
-    static QString Line(size_t unitsDone, size_t units, size_t stepsDone, size_t steps, size_t failed,
-                        qint64 seconds);
+    static QString Line(size_t unitsDone, size_t units, size_t stepsDone, size_t steps, size_t failed, qint64 seconds);
 
 private:
     // The line drawn over the one before; the lock is held.

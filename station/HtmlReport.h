@@ -44,6 +44,5 @@ private:
     QString Grid(const StationResults_T& results, const std::vector<UnitProgress_T>* progress = nullptr,
                  const QStringList& planSteps = QStringList()) const;
     // A tile per unit: PASS or FAIL once it finished, how far it is before.
-    QString Board(const StationResults_T& results, const std::vector<UnitProgress_T>& progress,
-                  size_t planSteps) const;
+    QString Board(const StationResults_T& results, const std::vector<UnitProgress_T>& progress, size_t planSteps) const;
 };

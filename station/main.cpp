@@ -49,6 +49,56 @@ int ParseBench(const QStringList& arguments)
     return 0;
 }
 
+// Not in the usage: times the live report's writes after each step of a plan
+// of STEPS steps on UNITS units, every step with the same saved report.
+int LiveBench(const QStringList& arguments)
+{
+    QFile file(arguments.value(0));
+    const int steps = arguments.value(1).toInt();
+    const int units = arguments.value(2).toInt();
+    if (!file.open(QIODevice::ReadOnly) || steps < 1 || units < 1 || arguments.value(3).isEmpty())
+    {
+        fprintf(stderr, "sonarstation: usage: sonarstation live-bench REPORT STEPS UNITS DIR\n");
+        return 2;
+    }
+    StepResult_T step;
+    step.text = file.readAll();
+    step.report = CReportParser().Parse(step.text);
+    step.verdict = step.report.verdict;
+    step.met = true;
+    StationResults_T results;
+    results.units.resize(static_cast<size_t>(units));
+    for (int u = 0; u < units; ++u)
+        results.units[static_cast<size_t>(u)].unit = QString("ql4k#%1").arg(u + 1);
+    QStringList names;
+    for (int s = 0; s < steps; ++s)
+        names << QString("step-%1").arg(s + 1);
+    CLiveReport live(arguments[3], "bench.txt", QDateTime::currentDateTimeUtc(), "bench");
+    live.Started(results, names);
+    for (int u = 0; u < units; ++u)
+        live.UnitStarted(static_cast<size_t>(u), "bench", names[0]);
+    QElapsedTimer timer;
+    timer.start();
+    qint64 last = 0;
+    for (int s = 0; s < steps; ++s)
+        for (int u = 0; u < units; ++u)
+        {
+            if (s == steps - 1 && u == 0)
+                last = timer.nsecsElapsed();
+            step.name = names[s];
+            live.StepFinished(static_cast<size_t>(u), step, names.value(s + 1));
+        }
+    const double all = static_cast<double>(timer.nsecsElapsed()) / 1e6;
+    if (!live.Error().isEmpty())
+    {
+        fprintf(stderr, "sonarstation: %s\n", live.Error().toLocal8Bit().constData());
+        return 1;
+    }
+    printf("live report, %d steps on %d units: %.2f ms a step on average, %.2f ms a step at the plan's end\n", steps,
+           units, all / (steps * units), (all - static_cast<double>(last) / 1e6) / units);
+    return 0;
+}
+
 // Ctrl-C and the like stop the units' commands, so nothing of theirs runs on.
 void CatchStopSignals()
 {
@@ -169,6 +219,8 @@ int main(int argc, char** argv)
     const QString command = arguments.value(0);
     if (command == "parse-bench")
         return ParseBench(arguments.mid(1));
+    if (command == "live-bench")
+        return LiveBench(arguments.mid(1));
     if (command == "sync")
         return Sync(arguments.mid(1));
     if (command == "db-bench")

@@ -7,11 +7,11 @@
 
 #include <QDir>
 #include <QFile>
-#include <QProcess>
-#include <QThread>
 #include <QJsonValue>
+#include <QProcess>
 #include <QStandardPaths>
 #include <QTemporaryDir>
+#include <QThread>
 
 #include <cstdlib>
 #include <gtest/gtest.h>

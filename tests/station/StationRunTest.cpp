@@ -7,8 +7,8 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QProcess>
-#include <QTemporaryDir>
 #include <QRegularExpression>
+#include <QTemporaryDir>
 #include <QThread>
 
 #include <csignal>
@@ -456,11 +456,12 @@ QByteArray RunOnTerminal(const QStringList& arguments, int columns, int& status)
 TEST(StationRun, ATerminalSeesOneProgressLineRedrawnInPlace)
 {
     QTemporaryDir dir;
-    const QString plan = WritePlan(dir, "step count speed 2\nstep xk xkping 200kHPShort.txt 0 1\nexpect peak 250..255\n");
+    const QString plan =
+        WritePlan(dir, "step count speed 2\nstep xk xkping 200kHPShort.txt 0 1\nexpect peak 250..255\n");
     int status = 0;
-    const QByteArray seen =
-        RunOnTerminal({"run", plan, "--ssh", "127.0.0.1:1", "--unit", "ql4k", "--unit", "varrow", "-j1", "--db", "none"},
-                      100, status);
+    const QByteArray seen = RunOnTerminal(
+        {"run", plan, "--ssh", "127.0.0.1:1", "--unit", "ql4k", "--unit", "varrow", "-j1", "--db", "none"}, 100,
+        status);
     ASSERT_TRUE(WIFEXITED(status));
     EXPECT_EQ(WEXITSTATUS(status), 1) << seen.toStdString();
     // Each drawing once, whatever the clock showed; the clock goes on while a step runs.
