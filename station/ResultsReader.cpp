@@ -76,6 +76,9 @@ void CResultsReader::Fill(const RunRecord_T& run, UnitResult_T& unit)
     unit.met = run.met;
     unit.error = run.unitError;
     unit.unreachable = run.unreachable;
+    unit.serial = run.serial;
+    // An unreachable unit's run is stored as aborted too, but it never started.
+    unit.aborted = run.result == "aborted" && run.unreachable.isEmpty();
 }
 
 bool CResultsReader::SessionOfRun(const QString& runId, QString& sessionId, QString& error) const

@@ -177,6 +177,10 @@ TEST(StationDb, EveryRunIsStoredWithWhoWhereAndWhat)
         EXPECT_EQ(Read(dir.filePath(pair.first)), Read(dir.filePath(pair.second))) << pair.first.toStdString();
     for (const QString& page : pages)
         EXPECT_EQ(Read(dir.filePath("html/" + page)), Read(dir.filePath("e-html/" + page))) << page.toStdString();
+    // The board shows each unit under the serial it was tested as: the operator's label wins.
+    EXPECT_TRUE(Read(dir.filePath("e-html/index.html"))
+                    .contains("<div class=\"tile pass\"><div class=\"serial\">LABEL-1</div><div class=\"verdict\">"
+                              "PASS</div><div class=\"unit\">ql4k</div></div>"));
     QFile file(plan);
     ASSERT_TRUE(file.open(QIODevice::ReadOnly));
     const QString sha = QCryptographicHash::hash(file.readAll(), QCryptographicHash::Sha256).toHex();
