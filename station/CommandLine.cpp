@@ -135,7 +135,8 @@ const char* CCommandLine::Usage()
            "spooled while PostgreSQL was out of reach into it.\n"
            "-j N units run at once (default: the number of cores). --json - writes the\n"
            "JSON to standard output. --report DIR must be new, empty or an earlier report,\n"
-           "which is replaced whole. Progress and the summary go to standard error.\n"
+           "which is replaced whole as the run starts and follows it step by step.\n"
+           "Progress (one line redrawn on a terminal) and the summary go to standard error.\n"
            "Exit status: 0 every expectation met, 1 not (or a unit unreachable, or a result\n"
            "file or run not stored), 2 usage, plan, profile, output or database error\n"
            "(nothing run), 128+N stopped by signal N.\n";
