@@ -140,7 +140,10 @@ QString CHtmlReport::Board(const StationResults_T& results, const std::vector<Un
             continue;
         }
         const size_t failed = Failed(unit);
-        const QString now = state.started ? "now: " + E(state.running) : QString("waiting");
+        // After its last step a unit still has the plan's files to remove.
+        const QString now = !state.started            ? QString("waiting")
+                            : state.running.isEmpty() ? QString("finishing")
+                                                      : "now: " + E(state.running);
         body += QString("<div class=\"tile running\"><div class=\"serial\">%1</div><div class=\"count\">%2 of %3 "
                         "steps</div><div class=\"now\">%4</div><div class=\"failed%5\">%6 failed</div>"
                         "<div class=\"unit\">%7</div></div>\n")
