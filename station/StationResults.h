@@ -33,10 +33,11 @@ struct UnitResult_T
     QString unit;
     std::vector<StepResult_T> steps;
     bool met = false;
-    QString error;         // why its steps did not run, or what of the plan's files is left on it
-    QString unreachable;   // why the unit could not be reached; its steps are then not run
-    QByteArray serial;     // as the operator or the unit gave it; empty when neither did
-    bool aborted = false;  // lost or stopped before the plan's end
+    QString error;        // why its steps did not run, or what of the plan's files is left on it
+    QString unreachable;  // why the unit could not be reached; its steps are then not run
+    QByteArray serial;    // as the operator or the unit gave it; empty when neither did
+    // Lost or stopped before the plan's end.
+    bool aborted = false;
 };
 
 struct StepCounts_T
