@@ -1,9 +1,14 @@
 // The report pages from hand-made results: the index's facts, unmet list,
 // units and grid, and where the plot puts its marks and words.
 #include "HtmlReport.h"
+#include "LiveReport.h"
+#include "ReportFolder.h"
 #include "SvgPlot.h"
 
+#include <QDir>
+#include <QFile>
 #include <QRegularExpression>
+#include <QTemporaryDir>
 #include <QXmlStreamReader>
 
 #include <gtest/gtest.h>
@@ -151,6 +156,61 @@ TEST(HtmlReport, LiveIndexShowsHowFarEachUnitIsAndReloads)
               "<tr><th>&lt;end&gt;</th><td class=\"missing\">to come</td><td class=\"missing\">to come</td>"
               "<td class=\"missing\">not run</td></tr>\n</table>");
     EXPECT_FALSE(index.contains("<h2>Units</h2>"));
+}
+
+QString Read(const QString& path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString("missing");
+}
+
+// The live report replaces an earlier one as the run starts, then gains each
+// step's page as it finishes, with the index always the run's latest; it
+// never writes into a folder that stopped being the station's report.
+TEST(LiveReport, FollowsTheRunPageByPage)
+{
+    QTemporaryDir dir;
+    const QString html = dir.filePath("html");
+    QString error;
+    ASSERT_TRUE(CReportFolder(html).Replace({{"unit1-old.html", "old"}}, error)) << error.toStdString();
+    const StationResults_T final = Results();
+    StationResults_T start = final;
+    for (UnitResult_T& unit : start.units)
+        unit.steps.clear();
+    CLiveReport live(html, final.plan, final.started, final.host);
+    const auto entries = [&]() { return QDir(html).entryList(QDir::Files | QDir::Hidden, QDir::Name).join(' '); };
+    const auto expected = [&](const std::vector<UnitProgress_T>& progress) {
+        StationResults_T shown = start;
+        shown.seconds = 0;
+        return CHtmlReport().LiveIndex(shown, progress, {"xk", "volts"});
+    };
+    live.Started(start, {"xk", "volts"});
+    EXPECT_EQ(entries(), ".sonarstation-report index.html");
+    std::vector<UnitProgress_T> progress(2);
+    EXPECT_EQ(Read(html + "/index.html"), expected(progress));
+
+    live.UnitStarted(0, "QL&0042", "xk");
+    live.StepFinished(0, final.units[0].steps[0], "volts");
+    EXPECT_EQ(entries(), ".sonarstation-report index.html unit1-xk.html");
+    start.units[0].serial = "QL&0042";
+    start.units[0].steps.push_back(final.units[0].steps[0]);
+    progress[0].started = true;
+    progress[0].running = "volts";
+    // Only the seconds so far differ from a page made of the same state.
+    const QRegularExpression seconds(", [0-9.]+ s so far");
+    EXPECT_EQ(Read(html + "/index.html").replace(seconds, ""), expected(progress).replace(seconds, ""));
+    EXPECT_EQ(Read(html + "/unit1-xk.html"), CHtmlReport().StepPage(final, 0, 0));
+
+    live.UnitFinished(1, final.units[1]);
+    EXPECT_EQ(entries(), ".sonarstation-report index.html unit1-xk.html unit2-xk.html");
+    EXPECT_TRUE(Read(html + "/index.html").contains("<div class=\"verdict\">FAIL</div>"));
+    EXPECT_TRUE(live.Error().isEmpty()) << live.Error().toStdString();
+
+    ASSERT_TRUE(QFile::remove(html + "/" + CReportFolder::MarkerName()));
+    live.StepFinished(0, final.units[0].steps[1], QString());
+    EXPECT_EQ(entries(), "index.html unit1-xk.html unit2-xk.html");
+    EXPECT_EQ(live.Error().toStdString(),
+              "--report " + html.toStdString() + ": is no longer a report of the station's");
 }
 
 // Every word of a plot lies outside its plotting area (64..852 x 48..300).
