@@ -13,7 +13,8 @@
 
 CStation::CStation(const CPlan& plan, const std::vector<CUnitTarget>& units, int jobs, FILE* progress,
                    CRunRecorder* recorder)
-    : m_Plan(plan), m_Units(units), m_Jobs(std::max(1, jobs)), m_Progress(progress), m_Recorder(recorder)
+    : m_Plan(plan), m_Units(units), m_Jobs(std::max(1, jobs)), m_Progress(progress), m_Recorder(recorder),
+      m_Control(units)
 {
 }
 
@@ -26,6 +27,8 @@ StationResults_T CStation::Run(const QString& planName)
     results.started = QDateTime::currentDateTimeUtc();
     results.host = QSysInfo::machineHostName();
     results.units.resize(m_Units.size());
+    if (!m_Control.Problem().isEmpty())
+        Say("sonarstation: " + m_Control.Problem());
 
     std::atomic<size_t> next{0};
     auto worker = [&]() {
@@ -48,6 +51,7 @@ StationResults_T CStation::Run(const QString& planName)
 void CStation::RunUnit(size_t slot, UnitResult_T& result)
 {
     CUnitTarget unit = m_Units[slot];
+    m_Control.Share(unit, slot);
     result.unit = unit.Name();
     UnitIdentity_T identity;
     const bool reached = Reach(unit, identity, result);
@@ -67,6 +71,7 @@ void CStation::RunUnit(size_t slot, UnitResult_T& result)
         const QString outcome = !whole ? "aborted" : result.met ? "passed" : "failed";
         Record(unit.Name(), m_Recorder->Finish(run, outcome, result, error), error);
     }
+    m_Control.Close(unit, m_Runner);
 }
 
 bool CStation::RunSteps(const CUnitTarget& unit, const RunRecord_T& run, UnitResult_T& result)
@@ -75,6 +80,7 @@ bool CStation::RunSteps(const CUnitTarget& unit, const RunRecord_T& run, UnitRes
     const bool sent = files.Put(result.error);
     result.met = sent;
     bool whole = true;
+    bool lost = false;
     for (const PlanStep_T& step : m_Plan.Steps())
     {
         if (!sent || CStepRunner::StopRequested())
@@ -82,12 +88,17 @@ bool CStation::RunSteps(const CUnitTarget& unit, const RunRecord_T& run, UnitRes
             whole = whole && !sent;
             break;
         }
-        result.steps.push_back(RunStep(unit, step));
+        if (lost)
+            result.steps.push_back(NotRun(step));
+        else
+        {
+            result.steps.push_back(RunStep(unit, step));
+            lost = Lost(unit, result.steps.back(), result);
+            Report(unit.Name(), result.steps.back());
+        }
         const StepResult_T& done = result.steps.back();
         result.met = result.met && done.met;
-        Report(unit.Name(), done);
-        // ssh's own failure, after the unit answered before the plan: the unit is lost.
-        if (CStepRunner::StopRequested() || (!unit.IsVirtual() && done.exitStatus == 255))
+        if (CStepRunner::StopRequested() || lost)
             whole = false;
         if (m_Recorder)
         {
@@ -96,6 +107,8 @@ bool CStation::RunSteps(const CUnitTarget& unit, const RunRecord_T& run, UnitRes
             Record(unit.Name(), m_Recorder->Step(run, index, done, error), error);
         }
     }
+    if (lost)
+        Say(CConsole::UnreachableLine(result));
     QString left;
     if (!files.Remove(left))
     {
@@ -127,13 +140,7 @@ bool CStation::Reach(const CUnitTarget& unit, UnitIdentity_T& identity, UnitResu
     if (result.unreachable.isEmpty())
         result.unreachable = run.timedOut ? QString("no answer in %1 s").arg(c_ProbeSeconds) : "ssh could not connect";
     for (const PlanStep_T& step : m_Plan.Steps())
-    {
-        StepResult_T notRun;
-        notRun.name = step.name;
-        notRun.command = step.command;
-        notRun.verdict = c_NotRunVerdict;
-        result.steps.push_back(notRun);
-    }
+        result.steps.push_back(NotRun(step));
     result.met = false;
     Say(CConsole::UnreachableLine(result));
     return false;
@@ -158,6 +165,29 @@ StepResult_T CStation::RunStep(const CUnitTarget& unit, const PlanStep_T& step) 
         result.met = result.met && result.expectations.back().met;
     }
     return result;
+}
+
+bool CStation::Lost(const CUnitTarget& unit, StepResult_T& step, UnitResult_T& result) const
+{
+    // ssh exits with 255 on its own failure, and with a command's 255 too:
+    // only a connection that is gone means the unit is.
+    if (unit.IsVirtual() || step.exitStatus != 255 || step.verdict == "timeout" || CStepRunner::StopRequested() ||
+        !m_Control.Lost(unit, m_Runner))
+        return false;
+    const QList<QByteArray> lines = step.errors.trimmed().split('\n');
+    const QString why = QString::fromLocal8Bit(lines.last()).trimmed();
+    result.unreachable = QString("lost during step %1%2").arg(step.name, why.isEmpty() ? "" : ": " + why);
+    step.met = false;
+    return true;
+}
+
+StepResult_T CStation::NotRun(const PlanStep_T& step)
+{
+    StepResult_T notRun;
+    notRun.name = step.name;
+    notRun.command = step.command;
+    notRun.verdict = c_NotRunVerdict;
+    return notRun;
 }
 
 void CStation::Report(const QString& unit, const StepResult_T& step)

@@ -4,6 +4,7 @@
 
 #include "Plan.h"
 #include "RunRecorder.h"
+#include "SshControl.h"
 #include "StationResults.h"
 #include "StepRunner.h"
 #include "UnitTarget.h"
@@ -28,6 +29,9 @@ private:
     bool RunSteps(const CUnitTarget& unit, const RunRecord_T& run, UnitResult_T& result);
     void Record(const QString& unit, bool written, const QString& error);
     StepResult_T RunStep(const CUnitTarget& unit, const PlanStep_T& step) const;
+    // After a step: whether its ssh unit went away during it (the step is then not met).
+    bool Lost(const CUnitTarget& unit, StepResult_T& step, UnitResult_T& result) const;
+    static StepResult_T NotRun(const PlanStep_T& step);
     void Report(const QString& unit, const StepResult_T& step);
     void Say(const QString& line);
 
@@ -41,4 +45,5 @@ private:
     CRunRecorder* m_Recorder;
     std::mutex m_ProgressLock;
     CStepRunner m_Runner;
+    CSshControl m_Control;
 };
