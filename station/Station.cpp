@@ -174,9 +174,8 @@ bool CStation::Lost(const CUnitTarget& unit, StepResult_T& step, UnitResult_T& r
     if (unit.IsVirtual() || step.exitStatus != 255 || step.verdict == "timeout" || CStepRunner::StopRequested() ||
         !m_Control.Lost(unit, m_Runner))
         return false;
-    const QList<QByteArray> lines = step.errors.trimmed().split('\n');
-    const QString why = QString::fromLocal8Bit(lines.last()).trimmed();
-    result.unreachable = QString("lost during step %1%2").arg(step.name, why.isEmpty() ? "" : ": " + why);
+    // Its standard error is the unit's command's as much as ssh's: not the reason.
+    result.unreachable = QString("connection lost during step %1").arg(step.name);
     step.met = false;
     return true;
 }
