@@ -19,8 +19,7 @@ bool Usable(const char* base)
     if (!base || !*base)
         return false;
     const QString path = QString::fromLocal8Bit(base);
-    return plain.match(path).hasMatch() && path.size() + 20 <= CSshControl::c_LongestFolder &&
-           QDir(path).exists();
+    return plain.match(path).hasMatch() && path.size() + 20 <= CSshControl::c_LongestFolder && QDir(path).exists();
 }
 
 // A master or check gets little time: it talks to a local process.
@@ -44,8 +43,9 @@ CSshControl::CSshControl(const std::vector<CUnitTarget>& units)
     QByteArray path = QByteArray(base) + "/sonarstation-XXXXXX";
     if (!mkdtemp(path.data()))
     {
-        m_Problem = QString("cannot make a folder for ssh's shared connections in %1 (%2): every ssh step connects anew")
-                        .arg(QString::fromLocal8Bit(base), QString::fromLocal8Bit(strerror(errno)));
+        m_Problem =
+            QString("cannot make a folder for ssh's shared connections in %1 (%2): every ssh step connects anew")
+                .arg(QString::fromLocal8Bit(base), QString::fromLocal8Bit(strerror(errno)));
         return;
     }
     m_Folder = QString::fromLocal8Bit(path);
@@ -67,8 +67,9 @@ bool CSshControl::Lost(const CUnitTarget& unit, const CStepRunner& runner) const
 {
     if (unit.ControlPath().isEmpty())
         return true;
-    return runner.Run(unit.ControlCommandLine("check"), c_ControlSeconds, QString(), CStepRunner::CLEANUP)
-               .exitStatus != 0;
+    const RunResult_T check =
+        runner.Run(unit.ControlCommandLine("check"), c_ControlSeconds, QString(), CStepRunner::CLEANUP);
+    return check.exitStatus != 0;
 }
 
 void CSshControl::Close(const CUnitTarget& unit, const CStepRunner& runner) const

@@ -45,5 +45,5 @@ private:
     CRunRecorder* m_Recorder;
     std::mutex m_ProgressLock;
     CStepRunner m_Runner;
-    CSshControl m_Control;
+    CSshControl m_Control{m_Units};
 };

@@ -83,8 +83,9 @@ QStringList CUnitTarget::SshOptions() const
         // The connection outlives each command; the station ends it, else it ends
         // itself a minute after its last command. A unit gone from the network
         // ends it in 15 s, so that its steps do not wait for their time limits.
-        line << "-o" << "ControlMaster=auto" << "-o" << "ControlPath=" + m_ControlPath << "-o"
-             << "ControlPersist=60" << "-o" << "ServerAliveInterval=5" << "-o" << "ServerAliveCountMax=3";
+        line << QStringList{"-o", "ControlMaster=auto",   "-o", "ControlPath=" + m_ControlPath,
+                            "-o", "ControlPersist=60",    "-o", "ServerAliveInterval=5",
+                            "-o", "ServerAliveCountMax=3"};
     if (!m_Port.isEmpty())
         line << "-p" << m_Port;
     return line;
