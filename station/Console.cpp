@@ -1,5 +1,7 @@
 #include "Console.h"
 
+#include <algorithm>
+
 namespace
 {
 QString Seconds(double seconds)
@@ -11,6 +13,13 @@ QString Seconds(double seconds)
 QString Count(size_t count, const char* thing)
 {
     return QString("%1 %2%3").arg(QString::number(count), thing, count == 1 ? "" : "s");
+}
+
+// A unit lost mid-plan ran some of its steps.
+size_t NotRun(const UnitResult_T& unit)
+{
+    return static_cast<size_t>(std::count_if(unit.steps.begin(), unit.steps.end(),
+                                             [](const StepResult_T& step) { return step.verdict == c_NotRunVerdict; }));
 }
 }
 
@@ -54,7 +63,7 @@ QString CConsole::StepLine(const QString& unit, const StepResult_T& step)
 QString CConsole::UnreachableLine(const UnitResult_T& unit)
 {
     return QString("%1: unreachable, %2 not run (%3)")
-        .arg(unit.unit, Count(unit.steps.size(), "step"), OneLine(unit.unreachable));
+        .arg(unit.unit, Count(NotRun(unit), "step"), OneLine(unit.unreachable));
 }
 
 QString CConsole::Serial(const UnitResult_T& unit)
@@ -67,7 +76,7 @@ QString CConsole::UnitLine(const UnitResult_T& unit, size_t planSteps)
     // A failed unit goes back to the bench: it is named by the serial on its label.
     const QString name = unit.met ? unit.unit : QString("%1, %2").arg(unit.unit, Serial(unit));
     if (!unit.unreachable.isEmpty())
-        return QString("%1: unreachable, %2 not run").arg(name, Count(unit.steps.size(), "step"));
+        return QString("%1: unreachable, %2 not run").arg(name, Count(NotRun(unit), "step"));
     QStringList unmet;
     QString first;
     for (const StepResult_T& step : unit.steps)

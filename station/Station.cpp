@@ -46,6 +46,8 @@ StationResults_T CStation::Run(const QString& planName)
     for (const PlanStep_T& step : m_Plan.Steps())
         planSteps << step.name;
     Tell([&](CStationListener& listener) { listener.Started(results, planSteps); });
+    if (!m_Control.Problem().isEmpty())
+        Say("sonarstation: " + m_Control.Problem());
 
     std::atomic<size_t> next{0};
     auto worker = [&]() {
@@ -69,6 +71,7 @@ StationResults_T CStation::Run(const QString& planName)
 void CStation::RunUnit(size_t slot, UnitResult_T& result)
 {
     CUnitTarget unit = m_Units[slot];
+    m_Control.Share(unit, slot);
     result.unit = unit.Name();
     UnitIdentity_T identity;
     const bool reached = Reach(unit, identity, result);
@@ -94,6 +97,7 @@ void CStation::RunUnit(size_t slot, UnitResult_T& result)
         Record(unit.Name(), m_Recorder->Finish(run, outcome, result, error), error);
     }
     result.aborted = reached && !whole;
+    m_Control.Close(unit, m_Runner);
     Tell([&](CStationListener& listener) { listener.UnitFinished(slot, result); });
 }
 
@@ -103,6 +107,7 @@ bool CStation::RunSteps(size_t slot, const CUnitTarget& unit, const RunRecord_T&
     const bool sent = files.Put(result.error);
     result.met = sent;
     bool whole = true;
+    bool lost = false;
     for (const PlanStep_T& step : m_Plan.Steps())
     {
         if (!sent || CStepRunner::StopRequested())
@@ -110,12 +115,17 @@ bool CStation::RunSteps(size_t slot, const CUnitTarget& unit, const RunRecord_T&
             whole = whole && !sent;
             break;
         }
-        result.steps.push_back(RunStep(unit, step));
+        if (lost)
+            result.steps.push_back(NotRun(step));
+        else
+        {
+            result.steps.push_back(RunStep(unit, step));
+            lost = Lost(unit, result.steps.back(), result);
+            Report(slot, result.steps.back(), result.steps.size());
+        }
         const StepResult_T& done = result.steps.back();
         result.met = result.met && done.met;
-        Report(slot, done, result.steps.size());
-        // ssh's own failure, after the unit answered before the plan: the unit is lost.
-        if (CStepRunner::StopRequested() || (!unit.IsVirtual() && done.exitStatus == 255))
+        if (CStepRunner::StopRequested() || lost)
             whole = false;
         if (m_Recorder)
         {
@@ -124,6 +134,8 @@ bool CStation::RunSteps(size_t slot, const CUnitTarget& unit, const RunRecord_T&
             Record(unit.Name(), m_Recorder->Step(run, index, done, error), error);
         }
     }
+    if (lost)
+        Say(CConsole::UnreachableLine(result));
     QString left;
     if (!files.Remove(left))
     {
@@ -155,13 +167,7 @@ bool CStation::Reach(const CUnitTarget& unit, UnitIdentity_T& identity, UnitResu
     if (result.unreachable.isEmpty())
         result.unreachable = run.timedOut ? QString("no answer in %1 s").arg(c_ProbeSeconds) : "ssh could not connect";
     for (const PlanStep_T& step : m_Plan.Steps())
-    {
-        StepResult_T notRun;
-        notRun.name = step.name;
-        notRun.command = step.command;
-        notRun.verdict = c_NotRunVerdict;
-        result.steps.push_back(notRun);
-    }
+        result.steps.push_back(NotRun(step));
     result.met = false;
     Say(CConsole::UnreachableLine(result));
     return false;
@@ -186,6 +192,28 @@ StepResult_T CStation::RunStep(const CUnitTarget& unit, const PlanStep_T& step) 
         result.met = result.met && result.expectations.back().met;
     }
     return result;
+}
+
+bool CStation::Lost(const CUnitTarget& unit, StepResult_T& step, UnitResult_T& result) const
+{
+    // ssh exits with 255 on its own failure, and with a command's 255 too:
+    // only a connection that is gone means the unit is.
+    if (unit.IsVirtual() || step.exitStatus != 255 || step.verdict == "timeout" || CStepRunner::StopRequested() ||
+        !m_Control.Lost(unit, m_Runner))
+        return false;
+    // Its standard error is the unit's command's as much as ssh's: not the reason.
+    result.unreachable = QString("connection lost during step %1").arg(step.name);
+    step.met = false;
+    return true;
+}
+
+StepResult_T CStation::NotRun(const PlanStep_T& step)
+{
+    StepResult_T notRun;
+    notRun.name = step.name;
+    notRun.command = step.command;
+    notRun.verdict = c_NotRunVerdict;
+    return notRun;
 }
 
 void CStation::Report(size_t slot, const StepResult_T& step, size_t done)

@@ -4,6 +4,7 @@
 
 #include "Plan.h"
 #include "RunRecorder.h"
+#include "SshControl.h"
 #include "StationListener.h"
 #include "StationResults.h"
 #include "StepRunner.h"
@@ -38,6 +39,9 @@ private:
     // Every listener in turn, one event at a time.
     template <typename Event>
     void Tell(Event event);
+    // After a step: whether its ssh unit went away during it (the step is then not met).
+    bool Lost(const CUnitTarget& unit, StepResult_T& step, UnitResult_T& result) const;
+    static StepResult_T NotRun(const PlanStep_T& step);
     void Say(const QString& line);
 
     // ssh gives up connecting after 10 s; logging in gets the rest.
@@ -52,4 +56,5 @@ private:
     std::unique_ptr<CStationListener> m_Console;  // on m_Progress
     std::vector<CStationListener*> m_Listeners;
     CStepRunner m_Runner;
+    CSshControl m_Control{m_Units};
 };

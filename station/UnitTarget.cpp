@@ -71,7 +71,7 @@ QStringList CUnitTarget::CommandLine(const QStringList& command, const std::vect
     return RemoteShell(script);
 }
 
-QStringList CUnitTarget::RemoteShell(const QString& script) const
+QStringList CUnitTarget::SshOptions() const
 {
     // A unit that does not answer is given up on after a short wait, not the system's minutes.
     QStringList line{"ssh", "-o", "BatchMode=yes", "-o", "ConnectTimeout=10"};
@@ -79,9 +79,26 @@ QStringList CUnitTarget::RemoteShell(const QString& script) const
     const char* config = getenv("SONARSTATION_SSH_CONFIG");
     if (config && *config)
         line << "-F" << QString::fromLocal8Bit(config);
+    if (!m_ControlPath.isEmpty())
+        // The connection outlives each command; the station ends it, else it ends
+        // itself a minute after its last command. A unit gone from the network
+        // ends it in 15 s, so that its steps do not wait for their time limits.
+        line << QStringList{"-o", "ControlMaster=auto",   "-o", "ControlPath=" + m_ControlPath,
+                            "-o", "ControlPersist=60",    "-o", "ServerAliveInterval=5",
+                            "-o", "ServerAliveCountMax=3"};
     if (!m_Port.isEmpty())
         line << "-p" << m_Port;
-    return line << m_Host << QString("cd %1 && %2").arg(c_ProgramFolder, script);
+    return line;
+}
+
+QStringList CUnitTarget::RemoteShell(const QString& script) const
+{
+    return SshOptions() << m_Host << QString("cd %1 && %2").arg(c_ProgramFolder, script);
+}
+
+QStringList CUnitTarget::ControlCommandLine(const QString& request) const
+{
+    return SshOptions() << "-O" << request << m_Host;
 }
 
 QStringList CUnitTarget::ShellCommandLine(const QString& script) const

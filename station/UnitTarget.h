@@ -33,6 +33,11 @@ public:
     QStringList CommandLine(const QStringList& command, const std::vector<PlanFile_T>& files = {}) const;
     // ssh units: the program and arguments that run a shell script in the program's folder.
     QStringList RemoteShell(const QString& script) const;
+    // ssh units: every command goes through one connection, the first opens it.
+    void ShareConnection(const QString& controlPath) { m_ControlPath = controlPath; }
+    const QString& ControlPath() const { return m_ControlPath; }
+    // ssh -O REQUEST to the unit's shared connection (check, exit).
+    QStringList ControlCommandLine(const QString& request) const;
 
     // Where the program lies on a real unit.
     static const char* const c_ProgramFolder;
@@ -52,4 +57,7 @@ private:
     bool m_HasOperatorSerial = false;
     QString m_Host;  // ssh units: [USER@]HOST
     QString m_Port;
+    QString m_ControlPath;  // empty: each command connects anew
+
+    QStringList SshOptions() const;
 };

@@ -18,6 +18,8 @@
 
 #include <arpa/inet.h>
 #include <csignal>
+#include <dirent.h>
+#include <sys/stat.h>
 #include <netinet/in.h>
 #include <pwd.h>
 #include <sys/socket.h>
@@ -62,8 +64,7 @@ bool KeyGen(const QString& path)
 QByteArray Read(const QString& path)
 {
     QFile file(path);
-    file.open(QIODevice::ReadOnly);
-    return file.readAll();
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
 const QFile::Permissions c_Private = QFile::ReadOwner | QFile::WriteOwner;
@@ -92,6 +93,36 @@ std::string StoredSteps(const QString& path)
     return rows.join('\n').toStdString();
 }
 
+// The processes whose command line holds TEXT, a line each.
+QStringList ProcessesNaming(const QString& text)
+{
+    QStringList found;
+    for (const QString& pid : QDir("/proc").entryList({"[0-9]*"}, QDir::Dirs))
+    {
+        QByteArray line = Read("/proc/" + pid + "/cmdline");
+        if (line.contains(text.toLocal8Bit()))
+            found << pid + ": " + QString::fromLocal8Bit(line.replace('\0', ' '));
+    }
+    return found;
+}
+
+// ROOT and everything it started, as a unit that goes off the network.
+void KillTree(pid_t root)
+{
+    std::vector<pid_t> tree{root};
+    for (size_t i = 0; i < tree.size(); ++i)
+        for (const QString& pid : QDir("/proc").entryList({"[0-9]*"}, QDir::Dirs))
+        {
+            // "PID (NAME) STATE PPID ...": the name may hold blanks and parentheses.
+            const QByteArray stat = Read("/proc/" + pid + "/stat");
+            const QList<QByteArray> after = stat.mid(stat.lastIndexOf(')') + 2).split(' ');
+            if (after.size() > 1 && after[1].toInt() == tree[i])
+                tree.push_back(pid.toInt());
+        }
+    for (const pid_t pid : tree)
+        kill(pid, SIGKILL);
+}
+
 class Ssh : public testing::Test
 {
 protected:
@@ -108,6 +139,10 @@ protected:
         return RunStation(QStringList{"run", plan, "--ssh", m_Target, "--json", d + "/r.json"} + more, m_Environment);
     }
     QStringList UnitFiles() const { return QDir(d + "/unit").entryList(QDir::Files | QDir::Hidden); }
+    // The station's private folders of shared connections (its TMPDIR is d/run).
+    QStringList ControlFolders() const { return QDir(d + "/run").entryList(QDir::AllEntries | QDir::NoDotAndDotDot); }
+    // Logins the unit accepted: one per connection.
+    int Logins() const { return Read(d + "/sshd.log").count("Accepted publickey for "); }
     // A plan that sends a table of its own: 512 samples instead of 200kHPShort.txt's 1024.
     QString OwnPlan(const char* steps)
     {
@@ -146,7 +181,7 @@ void Ssh::SetUp()
                           .toUtf8(),
                       script));
     ASSERT_TRUE(Write(d + "/unit/sonarbench",
-                      QString("#!/bin/sh\nbeside=\nfor f in *; do\n"
+                      QString("#!/bin/sh\n[ \"$1\" = crash ] && exit 255\nbeside=\nfor f in *; do\n"
                               "  [ \"$f\" = sonarbench ] || beside=\"$beside --beside $PWD/$f=$f\"\ndone\n"
                               "exec %1 $beside $(cat %2/profile) \"$@\"\n")
                           .arg(VUNIT_BINARY, d)
@@ -158,7 +193,9 @@ void Ssh::SetUp()
     const QByteArray config = QString("Port %1\nListenAddress 127.0.0.1\nHostKey %2/host\nPidFile %2/sshd.pid\n"
                                       "AuthorizedKeysFile %2/authorized_keys\nPasswordAuthentication no\n"
                                       "KbdInteractiveAuthentication no\nPubkeyAuthentication yes\nUsePAM no\n"
-                                      "StrictModes no\nPermitRootLogin prohibit-password\nForceCommand %2/unit.sh\n")
+                                      "StrictModes no\nPermitRootLogin prohibit-password\nForceCommand %2/unit.sh\n"
+                                      // bash under sshd reads ~/.bashrc unless nested: not the unit's.
+                                      "SetEnv SHLVL=1\n")
                                   .arg(port)
                                   .arg(d)
                                   .toUtf8();
@@ -166,7 +203,7 @@ void Ssh::SetUp()
     if (geteuid() == 0)
         QProcess::execute("mkdir", {"-p", "-m", "0755", "/run/sshd"});  // its privilege separation folder
     m_Sshd.setProcessChannelMode(QProcess::MergedChannels);
-    m_Sshd.start(c_Sshd, {"-D", "-e", "-f", d + "/sshd_config"});
+    m_Sshd.start(c_Sshd, {"-D", "-E", d + "/sshd.log", "-f", d + "/sshd_config"});
     ASSERT_TRUE(m_Sshd.waitForStarted());
     for (int i = 0; i < 100 && ConnectOrBind(port, false) != 0 && m_Sshd.state() == QProcess::Running; ++i)
         QThread::msleep(50);
@@ -181,6 +218,9 @@ void Ssh::SetUp()
                   .toUtf8(),
               c_Private));
     m_Environment.insert("SONARSTATION_SSH_CONFIG", d + "/ssh_config");
+    ASSERT_TRUE(QDir(d).mkpath("run"));
+    m_Environment.remove("XDG_RUNTIME_DIR");
+    m_Environment.insert("TMPDIR", d + "/run");
     m_Target = QString("%1@127.0.0.1:%2").arg(QString::fromLocal8Bit(getpwuid(geteuid())->pw_name)).arg(port);
 }
 
@@ -189,7 +229,10 @@ TEST_F(Ssh, APlanRunsOnAUnitReachedOverSsh)
     // A family plan, and arguments that need quoting on the unit's shell.
     ASSERT_TRUE(Write(d + "/plan.txt", Read(PlanFile("uart.txt")) + "\nstep quoted sensepin it's a;b\n", c_Private));
     const StationRun_T run = Station("varrow", d + "/plan.txt", {"--db", d + "/r.db"});
-    EXPECT_EQ(run.exitCode, 0) << run.errors.toStdString() << m_Sshd.readAll().toStdString();
+    EXPECT_EQ(run.exitCode, 0) << run.errors.toStdString() << Read(d + "/sshd.log").toStdString();
+    // The probe, the 5 steps and the connection's end: one login.
+    EXPECT_EQ(Logins(), 1);
+    EXPECT_EQ(ControlFolders(), QStringList());
     // The stand-in unit has no serial file.
     EXPECT_EQ(StoredSteps(d + "/r.db"), "ssh:127.0.0.1|0|missing|passed|battery|performed\n"
                                         "ssh:127.0.0.1|0|missing|passed|firmware|passed\n"
@@ -232,10 +275,78 @@ TEST_F(Ssh, ThePlansFilesAreOnTheUnitForItsStepsOnly)
         QThread::msleep(25);
     EXPECT_TRUE(QFile::exists(d + "/unit/shallow.txt"));
     QThread::msleep(1500);
+    // The unit's connection: a socket in a folder of the station's own, 0700.
+    ASSERT_EQ(ControlFolders().size(), 1);
+    const QString folder = d + "/run/" + ControlFolders()[0];
+    struct stat status = {};
+    ASSERT_EQ(stat(folder.toLocal8Bit().constData(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777, 0700u);
+    EXPECT_EQ(QDir(folder).entryList(QDir::System), QStringList{"0"});
+    EXPECT_EQ(ProcessesNaming(folder + "/0 [mux]").size(), 1) << ProcessesNaming(folder).join('\n').toStdString();
     kill(static_cast<pid_t>(stopped.processId()), SIGTERM);
     ASSERT_TRUE(stopped.waitForFinished(20000));
     EXPECT_EQ(stopped.exitCode(), 128 + SIGTERM) << stopped.readAllStandardError().toStdString();
     EXPECT_EQ(UnitFiles(), QStringList{"sonarbench"});
+    // Its connection ended with it: no folder, no ssh left behind.
+    EXPECT_EQ(ControlFolders(), QStringList());
+    EXPECT_EQ(ProcessesNaming(folder).join('\n').toStdString(), "");
+    EXPECT_EQ(Logins(), 2);
+}
+
+// The unit goes off the network during a step: that step is not met, the
+// unit's later steps are not run and its run is aborted; the virtual unit
+// beside it runs its plan as it would alone. A command that exits with
+// ssh's own 255 is the command's failure, not a lost unit.
+TEST_F(Ssh, AUnitLostMidPlanLeavesTheRestNotRunAndTheOtherUnitsAlone)
+{
+    ASSERT_TRUE(Write(d + "/plan.txt",
+                      "step crash crash\nexpect verdict any\nstep volts batteryvoltage\nstep slow speed 4\n"
+                      "expect verdict any\nstep temperature lcdtemperature\nstep again batteryvoltage\n",
+                      c_Private));
+    Write(d + "/profile", "varrow", c_Private);
+    QProcess station;
+    station.setProcessEnvironment(StationEnvironment(m_Environment));
+    station.start(SONARSTATION_BINARY, {"run", d + "/plan.txt", "--ssh", m_Target, "--unit", "varrow", "-j2", "--db",
+                                        d + "/r.db", "--json", d + "/r.json"});
+    ASSERT_TRUE(station.waitForStarted());
+    station.setReadChannel(QProcess::StandardError);
+    QByteArray errors;
+    for (int i = 0; i < 1200 && !errors.contains("ssh:127.0.0.1 volts:"); ++i)
+        if (station.waitForReadyRead(50))
+            errors += station.readAllStandardError();
+    ASSERT_TRUE(errors.contains("ssh:127.0.0.1 volts:")) << errors.toStdString();
+    QThread::msleep(500);
+    KillTree(static_cast<pid_t>(m_Sshd.processId()));
+    ASSERT_TRUE(station.waitForFinished(60000));
+    errors += station.readAllStandardError();
+    EXPECT_EQ(station.exitCode(), 1) << errors.toStdString();
+
+    QStringList lines;
+    for (const QString& line : TimelessLines(QString::fromLocal8Bit(errors)))
+        if (line.startsWith("ssh:"))
+            lines << line;
+    const QString lost = "connection lost during step slow";
+    EXPECT_EQ(lines.join('\n').toStdString(), QStringList({"ssh:127.0.0.1 crash: none, met (T s)",
+                                                           "ssh:127.0.0.1 volts: performed, met (T s)",
+                                                           "ssh:127.0.0.1 slow: none, NOT MET (T s)",
+                                                           "ssh:127.0.0.1: unreachable, 2 steps not run (" + lost + ")",
+                                                           "ssh:127.0.0.1, no serial: unreachable, 2 steps not run"})
+                                                  .join('\n')
+                                                  .toStdString());
+    EXPECT_EQ(StoredSteps(d + "/r.db"), "ssh:127.0.0.1|0|missing|aborted|crash|none\n"
+                                        "ssh:127.0.0.1|0|missing|aborted|volts|performed\n"
+                                        "ssh:127.0.0.1|0|missing|aborted|slow|none\n"
+                                        "ssh:127.0.0.1|0|missing|aborted|temperature|not-run\n"
+                                        "ssh:127.0.0.1|0|missing|aborted|again|not-run\n"
+                                        "varrow|1|unit|passed|crash|unrecognised\n"
+                                        "varrow|1|unit|passed|volts|performed\n"
+                                        "varrow|1|unit|passed|slow|passed\n"
+                                        "varrow|1|unit|passed|temperature|performed\n"
+                                        "varrow|1|unit|passed|again|performed");
+    EXPECT_EQ(ReadJson(d + "/r.json")["units"][0]["unreachable"].toString(), lost);
+    EXPECT_EQ(Logins(), 1);
+    EXPECT_EQ(ControlFolders(), QStringList());
+    EXPECT_EQ(ProcessesNaming(d + "/run/").join('\n').toStdString(), "");
 }
 
 TEST_F(Ssh, AFileAlreadyOnTheUnitIsKeptAndItsStepsDoNotRun)
