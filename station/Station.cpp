@@ -50,23 +50,47 @@ void CStation::RunUnit(size_t slot, UnitResult_T& result)
     CUnitTarget unit = m_Units[slot];
     result.unit = unit.Name();
     UnitIdentity_T identity;
-    const bool reached = Reach(unit, identity, result);
+    bool reached = Reach(unit, identity, result);
     RunRecord_T run;
     QString error;
     if (m_Recorder)
         Record(unit.Name(), m_Recorder->Begin(unit, static_cast<int>(slot), identity, run, error), error);
     unit.SetAttempt(run.attempt.isValid() ? run.attempt.toInt() : 1);
+    if (reached && m_Recorder && !m_Plan.Requirements().empty())
+    {
+        result.error = m_Recorder->Unmet(run, m_Plan.Requirements());
+        reached = result.error.isEmpty();
+        if (!reached)
+        {
+            NotRun(result);
+            Say(QString("%1: %2").arg(unit.Name(), result.error));
+        }
+    }
     bool whole = false;
     if (reached)
         whole = RunSteps(unit, run, result);
-    else if (m_Recorder)
+    else
         for (size_t i = 0; i < result.steps.size(); ++i)
-            Record(unit.Name(), m_Recorder->Step(run, static_cast<int>(i), result.steps[i], error), error);
+            Store(unit, run, static_cast<int>(i), result.steps[i]);
     if (m_Recorder)
     {
         const QString outcome = !whole ? "aborted" : result.met ? "passed" : "failed";
         Record(unit.Name(), m_Recorder->Finish(run, outcome, result, error), error);
     }
+}
+
+void CStation::NotRun(UnitResult_T& result) const
+{
+    result.steps.clear();
+    for (const PlanStep_T& step : m_Plan.Steps())
+    {
+        StepResult_T notRun;
+        notRun.name = step.name;
+        notRun.command = step.command;
+        notRun.verdict = c_NotRunVerdict;
+        result.steps.push_back(notRun);
+    }
+    result.met = false;
 }
 
 bool CStation::RunSteps(const CUnitTarget& unit, const RunRecord_T& run, UnitResult_T& result)
@@ -75,6 +99,7 @@ bool CStation::RunSteps(const CUnitTarget& unit, const RunRecord_T& run, UnitRes
     const bool sent = files.Put(result.error);
     result.met = sent;
     bool whole = true;
+    bool stopped = false;  // by the plan's stop-on-fail
     for (const PlanStep_T& step : m_Plan.Steps())
     {
         if (!sent || CStepRunner::StopRequested())
@@ -82,18 +107,25 @@ bool CStation::RunSteps(const CUnitTarget& unit, const RunRecord_T& run, UnitRes
             whole = whole && !sent;
             break;
         }
-        result.steps.push_back(RunStep(unit, step));
+        const int index = static_cast<int>(result.steps.size());
+        if (stopped && !step.always)
+        {
+            StepResult_T skipped;
+            skipped.name = step.name;
+            skipped.command = step.command;
+            skipped.verdict = c_SkippedVerdict;
+            result.steps.push_back(skipped);
+            Store(unit, run, index, skipped);
+            continue;
+        }
+        result.steps.push_back(RunTries(unit, run, step, index, whole));
         const StepResult_T& done = result.steps.back();
         result.met = result.met && done.met;
-        Report(unit.Name(), done);
-        // ssh's own failure, after the unit answered before the plan: the unit is lost.
-        if (CStepRunner::StopRequested() || (!unit.IsVirtual() && done.exitStatus == 255))
-            whole = false;
-        if (m_Recorder)
+        if (!done.met && m_Plan.StopOnFail() && !stopped)
         {
-            QString error;
-            const int index = static_cast<int>(result.steps.size() - 1);
-            Record(unit.Name(), m_Recorder->Step(run, index, done, error), error);
+            stopped = true;
+            Say(QString("%1: %2 not met: stop-on-fail skips the remaining steps but the always ones")
+                    .arg(unit.Name(), step.name));
         }
     }
     QString left;
@@ -105,6 +137,44 @@ bool CStation::RunSteps(const CUnitTarget& unit, const RunRecord_T& run, UnitRes
     if (!result.error.isEmpty())
         Say(QString("%1: %2").arg(unit.Name(), result.error));
     return whole;
+}
+
+StepResult_T CStation::RunTries(const CUnitTarget& unit, const RunRecord_T& run, const PlanStep_T& step, int index,
+                                bool& whole)
+{
+    const int attempt = run.attempt.isValid() ? run.attempt.toInt() : 1;
+    CUnitTarget tryUnit = unit;
+    StepResult_T done;
+    std::vector<StepResult_T> earlier;
+    for (int tryNumber = 1; tryNumber <= step.retries + 1; ++tryNumber)
+    {
+        if (tryNumber > 1)
+        {
+            earlier.push_back(std::move(done));
+            // A retry meets fresh noise, as on a real unit: a lot unit draws it as another attempt would.
+            tryUnit.SetAttempt(attempt + (tryNumber - 1) * c_TryAttemptShift);
+        }
+        done = RunStep(tryUnit, step);
+        done.tryNumber = tryNumber;
+        const QString line = CConsole::StepLine(unit.Name(), done);
+        Say(step.retries == 0 ? line : QString("%1, try %2 of %3").arg(line).arg(tryNumber).arg(step.retries + 1));
+        // ssh's own failure, after the unit answered before the plan: the unit is lost.
+        if (CStepRunner::StopRequested() || (!unit.IsVirtual() && done.exitStatus == 255))
+            whole = false;
+        Store(unit, run, index, done);
+        if (done.met || !whole)
+            break;
+    }
+    done.earlier = std::move(earlier);
+    return done;
+}
+
+void CStation::Store(const CUnitTarget& unit, const RunRecord_T& run, int index, const StepResult_T& step)
+{
+    if (!m_Recorder)
+        return;
+    QString error;
+    Record(unit.Name(), m_Recorder->Step(run, index, step, error), error);
 }
 
 void CStation::Record(const QString& unit, bool written, const QString& error)
@@ -126,15 +196,7 @@ bool CStation::Reach(const CUnitTarget& unit, UnitIdentity_T& identity, UnitResu
     result.unreachable = QString::fromLocal8Bit(lines.last()).trimmed();
     if (result.unreachable.isEmpty())
         result.unreachable = run.timedOut ? QString("no answer in %1 s").arg(c_ProbeSeconds) : "ssh could not connect";
-    for (const PlanStep_T& step : m_Plan.Steps())
-    {
-        StepResult_T notRun;
-        notRun.name = step.name;
-        notRun.command = step.command;
-        notRun.verdict = c_NotRunVerdict;
-        result.steps.push_back(notRun);
-    }
-    result.met = false;
+    NotRun(result);
     Say(CConsole::UnreachableLine(result));
     return false;
 }
@@ -158,11 +220,6 @@ StepResult_T CStation::RunStep(const CUnitTarget& unit, const PlanStep_T& step) 
         result.met = result.met && result.expectations.back().met;
     }
     return result;
-}
-
-void CStation::Report(const QString& unit, const StepResult_T& step)
-{
-    Say(CConsole::StepLine(unit, step));
 }
 
 void CStation::Say(const QString& line)
