@@ -1,5 +1,7 @@
 #include "Console.h"
 
+#include <algorithm>
+
 namespace
 {
 QString Seconds(double seconds)
@@ -56,9 +58,15 @@ QString CConsole::UnitLine(const UnitResult_T& unit, size_t planSteps)
 {
     if (!unit.unreachable.isEmpty())
         return QString("%1: unreachable, %2 not run").arg(unit.unit, Count(unit.steps.size(), "step"));
+    if (!unit.steps.empty() && std::none_of(unit.steps.begin(), unit.steps.end(),
+                                            [](const StepResult_T& step) { return step.Ran(); }))
+        return QString("%1: NOT MET, %2 not run").arg(unit.unit, Count(unit.steps.size(), "step"));
     QStringList unmet;
+    int skipped = 0;
     for (const StepResult_T& step : unit.steps)
-        if (!step.met)
+        if (!step.Ran())
+            ++skipped;
+        else if (!step.met)
             unmet << step.name;
     QString line = unit.unit + ": ";
     if (!unmet.isEmpty())
@@ -66,6 +74,8 @@ QString CConsole::UnitLine(const UnitResult_T& unit, size_t planSteps)
                     .arg(QString::number(unmet.size()), Count(planSteps, "step"), unmet.join(", "));
     else if (unit.steps.size() == planSteps)
         line += "met, " + Count(planSteps, "step");
+    if (skipped > 0)
+        line += QString(", %1 skipped").arg(skipped);
     if (unit.steps.size() < planSteps)
         line += QString("%1stopped after %2 of %3")
                     .arg(unmet.isEmpty() ? "" : "; ", QString::number(unit.steps.size()), Count(planSteps, "step"));

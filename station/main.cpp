@@ -114,7 +114,7 @@ bool CheckRequirements(const CPlan& plan, const CDbTarget& db, CResultsStore& st
         else if (!store.PlanSeen(requirement.planName, seen, error))
             error = where + QString("requires %1, which cannot be checked: %2").arg(requirement.planName, error);
         else if (!seen)
-            error = where + QString("requires %1, which %2 has never run").arg(requirement.planName, db.Display());
+            error = where + QString("requires %1, of which %2 holds no run").arg(requirement.planName, db.Display());
         if (!seen)
             return false;
     }
