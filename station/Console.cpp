@@ -58,8 +58,8 @@ QString CConsole::UnitLine(const UnitResult_T& unit, size_t planSteps)
 {
     if (!unit.unreachable.isEmpty())
         return QString("%1: unreachable, %2 not run").arg(unit.unit, Count(unit.steps.size(), "step"));
-    if (!unit.steps.empty() && std::none_of(unit.steps.begin(), unit.steps.end(),
-                                            [](const StepResult_T& step) { return step.Ran(); }))
+    if (!unit.steps.empty() &&
+        std::none_of(unit.steps.begin(), unit.steps.end(), [](const StepResult_T& step) { return step.Ran(); }))
         return QString("%1: NOT MET, %2 not run").arg(unit.unit, Count(unit.steps.size(), "step"));
     QStringList unmet;
     int skipped = 0;

@@ -138,11 +138,10 @@ QString CHistoryFormat::Table(const UnitHistory_T& history)
         std::vector<QStringList> rows = {{"STEP", "VERDICT", "MET", "MEASURED", "VALUE", "LOW", "HIGH", "MET"}};
         for (const StepRecord_T& step : entry.steps)
         {
-            const QString name = step.tries > 1 ? QString("%1, try %2 of %3")
-                                                      .arg(Printable(step.name))
-                                                      .arg(step.tryNumber)
-                                                      .arg(step.tries)
-                                                : Printable(step.name);
+            const QString name =
+                step.tries > 1
+                    ? QString("%1, try %2 of %3").arg(Printable(step.name)).arg(step.tryNumber).arg(step.tries)
+                    : Printable(step.name);
             const QStringList head = {name, Printable(step.verdict), step.met ? "yes" : "NO"};
             if (step.measurements.empty())
                 rows.push_back(head);

@@ -33,11 +33,14 @@ QString CJunitWriter::Output(const StepResult_T& step)
         QString firstUnmet;
         for (const ExpectationResult_T& expectation : before.expectations)
             if (!expectation.met && firstUnmet.isEmpty())
-                firstUnmet = QString(": %1 expected %2, measured %3")
-                                 .arg(expectation.Label(), expectation.expected,
-                                      expectation.measured.isValid() ? expectation.measured.toString()
-                                                                     : QString("nothing"));
-        text += QString("--- try %1 of %2, %3, not met%4\n").arg(before.tryNumber).arg(tries).arg(before.verdict, firstUnmet);
+                firstUnmet =
+                    QString(": %1 expected %2, measured %3")
+                        .arg(expectation.Label(), expectation.expected,
+                             expectation.measured.isValid() ? expectation.measured.toString() : QString("nothing"));
+        text += QString("--- try %1 of %2, %3, not met%4\n")
+                    .arg(before.tryNumber)
+                    .arg(tries)
+                    .arg(before.verdict, firstUnmet);
         text += QString::fromUtf8(before.text);
     }
     text += QString("--- try %1 of %2, %3, %4\n")

@@ -173,7 +173,8 @@ bool CResultsStore::BeginRun(RunRecord_T& run, QString& error)
 
 bool CResultsStore::AddStep(const QString& runId, int index, const StepResult_T& step, QString& error)
 {
-    return Write([&](CResultsDb& db, QString& error) { return CStepRows::Insert(db, runId, index, step.tryNumber, step, error); },
+    return Write([&](CResultsDb& db,
+                     QString& error) { return CStepRows::Insert(db, runId, index, step.tryNumber, step, error); },
                  error);
 }
 
@@ -234,9 +235,8 @@ bool CResultsStore::Read(const Work_T& work, QString& error)
 bool CResultsStore::LatestRunOfPlan(const QByteArray& serial, const QString& planName, RunRecord_T& run, bool& found,
                                     QString& error)
 {
-    return Read([&](CResultsDb& db, QString& error) {
-        return CRunRows::LatestRunOfPlan(db, serial, planName, run, found, error);
-    },
+    return Read([&](CResultsDb& db,
+                    QString& error) { return CRunRows::LatestRunOfPlan(db, serial, planName, run, found, error); },
                 error);
 }
 

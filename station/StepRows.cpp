@@ -211,9 +211,8 @@ bool CStepRows::LoadRecords(CResultsDb& db, const QString& runId, std::vector<St
         steps.push_back(step);
     }
     for (StepRecord_T& step : steps)
-        step.tries = static_cast<int>(std::count_if(steps.begin(), steps.end(), [&](const StepRecord_T& other) {
-            return other.index == step.index;
-        }));
+        step.tries = static_cast<int>(std::count_if(
+            steps.begin(), steps.end(), [&](const StepRecord_T& other) { return other.index == step.index; }));
     return true;
 }
 

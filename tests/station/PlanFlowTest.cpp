@@ -19,8 +19,8 @@ namespace
 void ExpectExportMatches(const QString& db, const QString& runId, const QString& dir, const QString& name)
 {
     const QString again = dir + "/export-" + name;
-    ASSERT_EQ(RunStation({"export", runId, "--db", db, "--json", again + ".json", "--junit", again + ".xml",
-                          "--report", again + "-html"})
+    ASSERT_EQ(RunStation({"export", runId, "--db", db, "--json", again + ".json", "--junit", again + ".xml", "--report",
+                          again + "-html"})
                   .exitCode,
               0);
     EXPECT_EQ(Read(again + ".json"), Read(dir + "/" + name + ".json")) << name.toStdString();
@@ -33,8 +33,8 @@ void ExpectExportMatches(const QString& db, const QString& runId, const QString&
 
 QStringList ResultArguments(const QString& dir, const QString& name)
 {
-    return {"--json", dir + "/" + name + ".json", "--junit", dir + "/" + name + ".xml", "--report",
-            dir + "/" + name + "-html"};
+    return {"--json",   dir + "/" + name + ".json", "--junit", dir + "/" + name + ".xml",
+            "--report", dir + "/" + name + "-html"};
 }
 
 // Each step of a JSON result file as "unit name verdict met try earlier-tries".
@@ -46,8 +46,10 @@ QStringList JsonSteps(const QString& path)
         {
             QStringList earlier;
             for (const QJsonValue& tried : step["earlier_tries"].toArray())
-                earlier << QString("%1:%2:%3").arg(tried["try"].toInt()).arg(tried["verdict"].toString()).arg(
-                    tried["met"].toBool());
+                earlier << QString("%1:%2:%3")
+                               .arg(tried["try"].toInt())
+                               .arg(tried["verdict"].toString())
+                               .arg(tried["met"].toBool());
             steps << QString("%1 %2 %3 %4 %5 [%6]")
                          .arg(unit["unit"].toString(), step["name"].toString(), step["verdict"].toString())
                          .arg(step["met"].toBool())
@@ -78,9 +80,9 @@ TEST(PlanFlow, AStopSkipsTheRestButTheAlwaysStepAndEveryTryIsStored)
     const QString db = dir.filePath("results.db");
     const QString plan = dir.filePath("eol.txt");
     ASSERT_TRUE(WriteFile(plan, c_StopAndRetry));
-    const StationRun_T first = RunStation(QStringList{"run", plan, "--lot", "ql4k:1:16", "--lot", "ql4k:1:7", "-j",
-                                                      "1", "--db", db} +
-                                          ResultArguments(dir.path(), "first"));
+    const StationRun_T first =
+        RunStation(QStringList{"run", plan, "--lot", "ql4k:1:16", "--lot", "ql4k:1:7", "-j", "1", "--db", db} +
+                   ResultArguments(dir.path(), "first"));
     EXPECT_EQ(first.exitCode, 1);
     const QString tryLine = "ql4k#16 high-band: passed, NOT MET: peak from 32 expected 200..215, measured %1 (T s), "
                             "try %2 of 3";
@@ -109,28 +111,27 @@ TEST(PlanFlow, AStopSkipsTheRestButTheAlwaysStepAndEveryTryIsStored)
         << second.errors.toStdString();
 
     // Every try its own row, with its measurements and sample blocks; a skipped step has none.
-    EXPECT_EQ(Rows(db, "SELECT r.unit, r.attempt, r.result, s.step_index, s.try_number, s.name, s.verdict, s.met, "
-                       "(SELECT COUNT(*) FROM measurements m WHERE m.run_id = s.run_id AND m.step_index = "
-                       "s.step_index AND m.try_number = s.try_number), (SELECT COUNT(*) FROM sample_blocks b WHERE "
-                       "b.run_id = s.run_id AND b.step_index = s.step_index AND b.try_number = s.try_number) "
-                       "FROM steps s JOIN runs r ON r.id = s.run_id ORDER BY r.started, r.slot, s.step_index, "
-                       "s.try_number"),
-              Lines({"ql4k#16|1|failed|0|1|firmware|passed|1|1|0", "ql4k#16|1|failed|1|1|high-band|passed|0|2|1",
-                     "ql4k#16|1|failed|1|2|high-band|passed|0|2|1", "ql4k#16|1|failed|1|3|high-band|passed|0|2|1",
-                     "ql4k#16|1|failed|2|1|low-band|skipped|0|0|0",
-                     "ql4k#16|1|failed|3|1|board-reading|performed|1|2|0",
-                     "ql4k#7|1|passed|0|1|firmware|passed|1|1|0", "ql4k#7|1|passed|1|1|high-band|passed|1|2|1",
-                     "ql4k#7|1|passed|2|1|low-band|passed|1|2|1", "ql4k#7|1|passed|3|1|board-reading|performed|1|2|0",
-                     "ql4k#7|2|passed|0|1|firmware|passed|1|1|0", "ql4k#7|2|passed|1|1|high-band|passed|0|2|1",
-                     "ql4k#7|2|passed|1|2|high-band|passed|1|2|1", "ql4k#7|2|passed|2|1|low-band|passed|1|2|1",
-                     "ql4k#7|2|passed|3|1|board-reading|performed|1|2|0"}));
+    EXPECT_EQ(
+        Rows(db, "SELECT r.unit, r.attempt, r.result, s.step_index, s.try_number, s.name, s.verdict, s.met, "
+                 "(SELECT COUNT(*) FROM measurements m WHERE m.run_id = s.run_id AND m.step_index = "
+                 "s.step_index AND m.try_number = s.try_number), (SELECT COUNT(*) FROM sample_blocks b WHERE "
+                 "b.run_id = s.run_id AND b.step_index = s.step_index AND b.try_number = s.try_number) "
+                 "FROM steps s JOIN runs r ON r.id = s.run_id ORDER BY r.started, r.slot, s.step_index, "
+                 "s.try_number"),
+        Lines({"ql4k#16|1|failed|0|1|firmware|passed|1|1|0", "ql4k#16|1|failed|1|1|high-band|passed|0|2|1",
+               "ql4k#16|1|failed|1|2|high-band|passed|0|2|1", "ql4k#16|1|failed|1|3|high-band|passed|0|2|1",
+               "ql4k#16|1|failed|2|1|low-band|skipped|0|0|0", "ql4k#16|1|failed|3|1|board-reading|performed|1|2|0",
+               "ql4k#7|1|passed|0|1|firmware|passed|1|1|0", "ql4k#7|1|passed|1|1|high-band|passed|1|2|1",
+               "ql4k#7|1|passed|2|1|low-band|passed|1|2|1", "ql4k#7|1|passed|3|1|board-reading|performed|1|2|0",
+               "ql4k#7|2|passed|0|1|firmware|passed|1|1|0", "ql4k#7|2|passed|1|1|high-band|passed|0|2|1",
+               "ql4k#7|2|passed|1|2|high-band|passed|1|2|1", "ql4k#7|2|passed|2|1|low-band|passed|1|2|1",
+               "ql4k#7|2|passed|3|1|board-reading|performed|1|2|0"}));
     EXPECT_EQ(Lines(JsonSteps(dir.filePath("first.json"))),
               Lines({"ql4k#16 firmware passed 1 0 []", "ql4k#16 high-band passed 0 3 [1:passed:0 2:passed:0]",
                      "ql4k#16 low-band skipped 0 0 []", "ql4k#16 board-reading performed 1 0 []",
-                     "ql4k#7 firmware passed 1 0 []", "ql4k#7 high-band passed 1 0 []",
-                     "ql4k#7 low-band passed 1 0 []", "ql4k#7 board-reading performed 1 0 []"}));
-    EXPECT_EQ(Lines(JsonSteps(dir.filePath("second.json")).mid(1, 1)),
-              "ql4k#7 high-band passed 1 2 [1:passed:0]");
+                     "ql4k#7 firmware passed 1 0 []", "ql4k#7 high-band passed 1 0 []", "ql4k#7 low-band passed 1 0 []",
+                     "ql4k#7 board-reading performed 1 0 []"}));
+    EXPECT_EQ(Lines(JsonSteps(dir.filePath("second.json")).mid(1, 1)), "ql4k#7 high-band passed 1 2 [1:passed:0]");
     const QByteArray junit = Read(dir.filePath("first.xml"));
     EXPECT_TRUE(junit.contains("<testsuite name=\"ql4k#16\" tests=\"4\" failures=\"1\" errors=\"0\" skipped=\"1\""));
     EXPECT_TRUE(junit.contains("<testcase classname=\"ql4k#16\" name=\"low-band\" time=\"0.000\">\n"
@@ -169,8 +170,7 @@ TEST(PlanFlow, AStopSkipsTheRestButTheAlwaysStepAndEveryTryIsStored)
     for (const QString& name : {QString("first"), QString("second")})
     {
         const QString sessionRun =
-            RowList(db, QString("SELECT id FROM runs ORDER BY started%1").arg(name == "first" ? "" : " DESC"))
-                .value(0);
+            RowList(db, QString("SELECT id FROM runs ORDER BY started%1").arg(name == "first" ? "" : " DESC")).value(0);
         ExpectExportMatches(db, sessionRun, dir.path(), name);
     }
 }
@@ -186,12 +186,11 @@ TEST(PlanFlow, ARequiredPlanHoldsBackUnitsWhoseLatestRunDidNotPass)
     {
         const StationRun_T refused = RunStation({"run", eol, "--lot", "ql4k:1:15", "--db", target});
         EXPECT_EQ(refused.exitCode, 2);
-        EXPECT_EQ(refused.errors.toStdString(),
-                  (eol + ":6: requires cor.txt, " +
-                   (target == "none" ? QString("which cannot be checked with --db none")
-                                     : QString("of which %1 holds no run").arg(db)) +
-                   "\n")
-                      .toStdString());
+        EXPECT_EQ(refused.errors.toStdString(), (eol + ":6: requires cor.txt, " +
+                                                 (target == "none" ? QString("which cannot be checked with --db none")
+                                                                   : QString("of which %1 holds no run").arg(db)) +
+                                                 "\n")
+                                                    .toStdString());
     }
     EXPECT_EQ(Rows(db, "SELECT COUNT(*) FROM sessions"), "0");
     ASSERT_EQ(RunStation({"run", PlanFile("cor.txt"), "--lot", "ql4k:2:15", "--db", db}).exitCode, 1);
@@ -205,13 +204,17 @@ TEST(PlanFlow, ARequiredPlanHoldsBackUnitsWhoseLatestRunDidNotPass)
     const QString ended = QDateTime::fromString(runs.first()["end"].toString(), Qt::ISODateWithMs)
                               .toUTC()
                               .toString("yyyy-MM-dd HH:mm:ss 'UTC'");
-    const QString why16 = "not run: requires cor.txt, whose latest run on this unit failed on " + ended + " (run " +
-                          failed.first() + ")";
+    const QString why16 =
+        "not run: requires cor.txt, whose latest run on this unit failed on " + ended + " (run " + failed.first() + ")";
     const QString why17 = "not run: requires cor.txt, never run on this unit";
-    QStringList expected = {"ql4k#15 firmware: passed, met (T s)", "ql4k#15 high-band: passed, met (T s), try 1 of 3",
+    QStringList expected = {"ql4k#15 firmware: passed, met (T s)",
+                            "ql4k#15 high-band: passed, met (T s), try 1 of 3",
                             "ql4k#15 low-band: passed, met (T s), try 1 of 3",
-                            "ql4k#15 board-reading: performed, met (T s)", "ql4k#16: " + why16, "ql4k#17: " + why17,
-                            "ql4k#15: met, 4 steps", "ql4k#16: NOT MET, 4 steps not run",
+                            "ql4k#15 board-reading: performed, met (T s)",
+                            "ql4k#16: " + why16,
+                            "ql4k#17: " + why17,
+                            "ql4k#15: met, 4 steps",
+                            "ql4k#16: NOT MET, 4 steps not run",
                             "ql4k#17: NOT MET, 4 steps not run",
                             "3 units, 12 steps: 4 met, 0 not met, 8 not run (T s, -j 1)"};
     EXPECT_EQ(Lines(TimelessLines(run.errors).mid(0, expected.size())), Lines(expected));
@@ -230,8 +233,7 @@ TEST(PlanFlow, ARequiredPlanHoldsBackUnitsWhoseLatestRunDidNotPass)
                                "            <skipped message=\"" +
                                why17.toUtf8() + "\"/>\n"));
     ExpectValidJunit(dir.filePath("eol.xml"));
-    ExpectExportMatches(db, RowList(db, "SELECT id FROM runs WHERE serial = 'VQL4K-0017'").value(0), dir.path(),
-                        "eol");
+    ExpectExportMatches(db, RowList(db, "SELECT id FROM runs WHERE serial = 'VQL4K-0017'").value(0), dir.path(), "eol");
     // Passed since: unit 16's latest cor.txt run is what counts.
     ASSERT_TRUE(WriteFile(dir.filePath("cor.txt"), "step pin sensepin\n"));
     ASSERT_EQ(RunStation({"run", dir.filePath("cor.txt"), "--lot", "ql4k:1:16", "--db", db}).exitCode, 0);

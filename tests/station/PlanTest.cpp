@@ -27,7 +27,7 @@ TEST(Plan, RefusesEveryMalformedLineNamingFileAndLine)
         {"step a/b ping\n", "p.txt:1: step name 'a/b' may hold only letters, digits, '_', '.' and '-'"},
         {"step a sensepin\nstep a speed 1\n", "p.txt:2: step name 'a' is already used on line 1"},
         {"step a sensepin\nrun a\n", "p.txt:2: unknown statement 'run' (step, expect, timeout, retry, always, send, "
-                                      "stop-on-fail or requires)"},
+                                     "stop-on-fail or requires)"},
         {"retry 2\nstep a sensepin\n", "p.txt:1: a retry before the first step"},
         {"step a sensepin\nretry\n", "p.txt:2: a retry is: retry N (more tries after an unmet one, 0 to 100)"},
         {"step a sensepin\nretry -1\n", "p.txt:2: a retry is: retry N (more tries after an unmet one, 0 to 100)"},
