@@ -140,7 +140,7 @@ QString CHistoryFormat::Table(const UnitHistory_T& history)
         {
             const QString name =
                 step.tries > 1
-                    ? QString("%1, try %2 of %3").arg(Printable(step.name)).arg(step.tryNumber).arg(step.tries)
+                    ? Printable(step.name) + QString(", try %1 of %2").arg(step.tryNumber).arg(step.tries)
                     : Printable(step.name);
             const QStringList head = {name, Printable(step.verdict), step.met ? "yes" : "NO"};
             if (step.measurements.empty())

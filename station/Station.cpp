@@ -157,7 +157,8 @@ StepResult_T CStation::RunTries(const CUnitTarget& unit, const RunRecord_T& run,
         done = RunStep(tryUnit, step);
         done.tryNumber = tryNumber;
         const QString line = CConsole::StepLine(unit.Name(), done);
-        Say(step.retries == 0 ? line : QString("%1, try %2 of %3").arg(line).arg(tryNumber).arg(step.retries + 1));
+        // Outside text is joined on, never passed through arg() before a number.
+        Say(step.retries == 0 ? line : line + QString(", try %1 of %2").arg(tryNumber).arg(step.retries + 1));
         // ssh's own failure, after the unit answered before the plan: the unit is lost.
         if (CStepRunner::StopRequested() || (!unit.IsVirtual() && done.exitStatus == 255))
             whole = false;
