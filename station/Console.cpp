@@ -57,7 +57,12 @@ QString CConsole::StepLine(const QString& unit, const StepResult_T& step)
     const QString unmet = FirstUnmet(step);
     if (!unmet.isEmpty())
         outcome += ": " + unmet;
-    return QString("%1 %2: %3, %4 (%5 s)").arg(unit, step.name, OneLine(step.verdict), outcome, Seconds(step.seconds));
+    QString line =
+        QString("%1 %2: %3, %4 (%5 s)").arg(unit, step.name, OneLine(step.verdict), outcome, Seconds(step.seconds));
+    // Outside text is joined on, never passed through arg() before a number.
+    if (step.triesAllowed > 1)
+        line += QString(", try %1 of %2").arg(step.tryNumber).arg(step.triesAllowed);
+    return line;
 }
 
 QString CConsole::UnreachableLine(const UnitResult_T& unit)
@@ -77,10 +82,16 @@ QString CConsole::UnitLine(const UnitResult_T& unit, size_t planSteps)
     const QString name = unit.met ? unit.unit : QString("%1, %2").arg(unit.unit, Serial(unit));
     if (!unit.unreachable.isEmpty())
         return QString("%1: unreachable, %2 not run").arg(name, Count(NotRun(unit), "step"));
+    if (!unit.steps.empty() &&
+        std::none_of(unit.steps.begin(), unit.steps.end(), [](const StepResult_T& step) { return step.Ran(); }))
+        return QString("%1: NOT MET, %2 not run").arg(name, Count(unit.steps.size(), "step"));
     QStringList unmet;
     QString first;
+    int skipped = 0;
     for (const StepResult_T& step : unit.steps)
-        if (!step.met)
+        if (!step.Ran())
+            ++skipped;
+        else if (!step.met)
         {
             unmet << step.name;
             const QString expectation = FirstUnmet(step);
@@ -93,6 +104,8 @@ QString CConsole::UnitLine(const UnitResult_T& unit, size_t planSteps)
                     .arg(QString::number(unmet.size()), Count(planSteps, "step"), unmet.join(", "));
     else if (unit.steps.size() == planSteps)
         line += "met, " + Count(planSteps, "step");
+    if (skipped > 0)
+        line += QString(", %1 skipped").arg(skipped);
     if (unit.steps.size() < planSteps)
         line += QString("%1stopped after %2 of %3")
                     .arg(unmet.isEmpty() ? "" : "; ", QString::number(unit.steps.size()), Count(planSteps, "step"));

@@ -42,8 +42,11 @@ QJsonObject Step(const StepRecord_T& step)
             object.insert("from", m.from);
         measurements.append(object);
     }
-    return QJsonObject{
+    QJsonObject object{
         {"name", step.name}, {"verdict", step.verdict}, {"met", step.met}, {"measurements", measurements}};
+    if (step.tries > 1)
+        object.insert("try", step.tryNumber);
+    return object;
 }
 
 QJsonObject Run(const HistoryRun_T& entry)
@@ -135,7 +138,11 @@ QString CHistoryFormat::Table(const UnitHistory_T& history)
         std::vector<QStringList> rows = {{"STEP", "VERDICT", "MET", "MEASURED", "VALUE", "LOW", "HIGH", "MET"}};
         for (const StepRecord_T& step : entry.steps)
         {
-            const QStringList head = {Printable(step.name), Printable(step.verdict), step.met ? "yes" : "NO"};
+            const QString name =
+                step.tries > 1
+                    ? Printable(step.name) + QString(", try %1 of %2").arg(step.tryNumber).arg(step.tries)
+                    : Printable(step.name);
+            const QStringList head = {name, Printable(step.verdict), step.met ? "yes" : "NO"};
             if (step.measurements.empty())
                 rows.push_back(head);
             for (size_t i = 0; i < step.measurements.size(); ++i)

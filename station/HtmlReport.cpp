@@ -65,6 +65,8 @@ QString CHtmlReport::Outcome(const StepResult_T& step)
 {
     if (step.verdict == "timeout" || step.verdict == "stopped")
         return "timeout";
+    if (step.verdict == c_SkippedVerdict)
+        return "missing";
     return step.met ? "met" : "unmet";
 }
 
@@ -225,8 +227,9 @@ QString CHtmlReport::Grid(const StationResults_T& results, const std::vector<Uni
                 continue;
             }
             const StepResult_T& step = results.units[u].steps[s];
-            body += QString("<td class=\"%1\"><a href=\"%2\">%3, %4</a></td>")
-                        .arg(Outcome(step), E(PageName(u, step)), E(step.verdict), MetWord(step.met));
+            const QString tries = step.earlier.empty() ? QString() : QString(", try %1").arg(step.tryNumber);
+            body += QString("<td class=\"%1\"><a href=\"%2\">%3, %4%5</a></td>")
+                        .arg(Outcome(step), E(PageName(u, step)), E(step.verdict), MetWord(step.met), tries);
         }
         body += "</tr>\n";
     }
@@ -263,7 +266,28 @@ QString CHtmlReport::StepPage(const StationResults_T& results, size_t unit, size
     body += "<h2>Report</h2>\n<pre>" + E(QString::fromUtf8(step.text)) + "</pre>\n";
     if (!step.errors.isEmpty())
         body += "<h2>Standard error</h2>\n<pre>" + E(QString::fromUtf8(step.errors)) + "</pre>\n";
+    body += EarlierTries(step);
     return Page(QString("%1: %2").arg(results.units[unit].unit, step.name), body);
+}
+
+QString CHtmlReport::EarlierTries(const StepResult_T& step) const
+{
+    QString body;
+    for (const StepResult_T& before : step.earlier)
+    {
+        body += QString("<h2>Try %1 of %2: %4, %5 (%3 s)</h2>\n")
+                    .arg(before.tryNumber)
+                    .arg(step.tryNumber)
+                    .arg(before.seconds, 0, 'f', 2)
+                    .arg(E(before.verdict), MetWord(before.met));
+        body += "<table>\n<tr><th>expectation</th><th>expected</th><th>measured</th><th>met</th></tr>\n";
+        for (const ExpectationResult_T& expectation : before.expectations)
+            body += QString("<tr><td>%1</td><td>%2</td><td>%3</td><td class=\"%4\">%5</td></tr>\n")
+                        .arg(E(expectation.Label()), E(expectation.expected), E(Measured(expectation)),
+                             expectation.met ? "met" : "unmet", expectation.met ? "yes" : "no");
+        body += "</table>\n<pre>" + E(QString::fromUtf8(before.text)) + "</pre>\n";
+    }
+    return body;
 }
 
 bool CHtmlReport::Write(const QString& dir, const StationResults_T& results, QString& error) const

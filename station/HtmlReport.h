@@ -31,6 +31,8 @@ public:
     QString LiveIndex(const StationResults_T& results, const std::vector<UnitProgress_T>& progress,
                       const QStringList& planSteps) const;
     QString StepPage(const StationResults_T& results, size_t unit, size_t step) const;
+    // A retried step's unmet tries before its last, below the last one.
+    QString EarlierTries(const StepResult_T& step) const;
     static QString PageName(size_t unit, const StepResult_T& step);
     // "-" when nothing was measured.
     static QString Measured(const ExpectationResult_T& expectation);

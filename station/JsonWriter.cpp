@@ -43,7 +43,7 @@ QJsonObject CJsonWriter::Step(const StepResult_T& step) const
             object.insert("from", expectation.from);
         expectations.append(object);
     }
-    return QJsonObject{{"name", step.name},
+    QJsonObject object{{"name", step.name},
                        {"command", Strings(step.command)},
                        {"verdict", step.verdict},
                        {"errors", Strings(step.report.errors)},
@@ -57,6 +57,19 @@ QJsonObject CJsonWriter::Step(const StepResult_T& step) const
                        {"stderr", QString::fromUtf8(step.errors)},
                        {"expectations", expectations},
                        {"met", step.met}};
+    if (!step.earlier.empty())
+    {
+        QJsonArray earlier;
+        for (const StepResult_T& before : step.earlier)
+        {
+            QJsonObject tried = Step(before);
+            tried.insert("try", before.tryNumber);
+            earlier.append(tried);
+        }
+        object.insert("try", step.tryNumber);
+        object.insert("earlier_tries", earlier);
+    }
+    return object;
 }
 
 QByteArray CJsonWriter::Document(const StationResults_T& results) const

@@ -4,12 +4,50 @@
 
 #include <QXmlStreamWriter>
 
+#include <algorithm>
+
 namespace
 {
 QString Seconds(double seconds)
 {
     return QString::number(seconds, 'f', 3);
 }
+}
+
+bool CJunitWriter::Refused(const UnitResult_T& unit)
+{
+    // A unit that was reached, but whose every step is not run, was held back by the plan's requirements.
+    return unit.unreachable.isEmpty() && !unit.steps.empty() &&
+           std::all_of(unit.steps.begin(), unit.steps.end(),
+                       [](const StepResult_T& step) { return step.verdict == c_NotRunVerdict; });
+}
+
+QString CJunitWriter::Output(const StepResult_T& step)
+{
+    if (step.earlier.empty())
+        return QString::fromUtf8(step.text);
+    QString text;
+    const int tries = static_cast<int>(step.earlier.size()) + 1;
+    for (const StepResult_T& before : step.earlier)
+    {
+        QString firstUnmet;
+        for (const ExpectationResult_T& expectation : before.expectations)
+            if (!expectation.met && firstUnmet.isEmpty())
+                firstUnmet =
+                    QString(": %1 expected %2, measured %3")
+                        .arg(expectation.Label(), expectation.expected,
+                             expectation.measured.isValid() ? expectation.measured.toString() : QString("nothing"));
+        text += QString("--- try %1 of %2, %3, not met%4\n")
+                    .arg(before.tryNumber)
+                    .arg(tries)
+                    .arg(before.verdict, firstUnmet);
+        text += QString::fromUtf8(before.text);
+    }
+    text += QString("--- try %1 of %2, %3, %4\n")
+                .arg(step.tryNumber)
+                .arg(tries)
+                .arg(step.verdict, step.met ? "met" : "not met");
+    return text + QString::fromUtf8(step.text);
 }
 
 QString CJunitWriter::XmlText(const QString& text)
@@ -41,7 +79,7 @@ void CJunitWriter::Suite(QXmlStreamWriter& xml, const UnitResult_T& unit) const
     double seconds = 0;
     for (const StepResult_T& step : unit.steps)
     {
-        const bool notRun = step.verdict == c_NotRunVerdict;
+        const bool notRun = !step.Ran();
         skipped += notRun ? 1 : 0;
         failures += step.met || notRun ? 0 : 1;
         seconds += step.seconds;
@@ -59,10 +97,10 @@ void CJunitWriter::Suite(QXmlStreamWriter& xml, const UnitResult_T& unit) const
         // The plan's files: a unit whose steps did not run still shows in a CI's list.
         xml.writeStartElement("testcase");
         xml.writeAttribute("classname", XmlText(unit.unit));
-        xml.writeAttribute("name", "send");
+        xml.writeAttribute("name", Refused(unit) ? "requires" : "send");
         xml.writeAttribute("time", Seconds(0));
         xml.writeStartElement("error");
-        xml.writeAttribute("type", "send");
+        xml.writeAttribute("type", Refused(unit) ? "requires" : "send");
         xml.writeAttribute("message", XmlText(unit.error));
         xml.writeCharacters(XmlText(unit.error));
         xml.writeEndElement();
@@ -74,11 +112,15 @@ void CJunitWriter::Suite(QXmlStreamWriter& xml, const UnitResult_T& unit) const
         xml.writeAttribute("classname", XmlText(unit.unit));
         xml.writeAttribute("name", XmlText(step.name));
         xml.writeAttribute("time", Seconds(step.seconds));
-        if (step.verdict == c_NotRunVerdict)
+        if (!step.Ran())
         {
+            QString message = QString("not run: %1 is unreachable: %2").arg(unit.unit, unit.unreachable);
+            if (step.verdict == c_SkippedVerdict)
+                message = "skipped: an earlier step was not met and the plan stops on a failure";
+            else if (unit.unreachable.isEmpty())
+                message = unit.error;
             xml.writeStartElement("skipped");
-            xml.writeAttribute("message",
-                               XmlText(QString("not run: %1 is unreachable: %2").arg(unit.unit, unit.unreachable)));
+            xml.writeAttribute("message", XmlText(message));
             xml.writeEndElement();
         }
         for (const ExpectationResult_T& expectation : step.expectations)
@@ -95,7 +137,7 @@ void CJunitWriter::Suite(QXmlStreamWriter& xml, const UnitResult_T& unit) const
             xml.writeCharacters(XmlText(message));
             xml.writeEndElement();
         }
-        xml.writeTextElement("system-out", XmlText(QString::fromUtf8(step.text)));
+        xml.writeTextElement("system-out", XmlText(Output(step)));
         if (!step.errors.isEmpty())
             xml.writeTextElement("system-err", XmlText(QString::fromUtf8(step.errors)));
         xml.writeEndElement();

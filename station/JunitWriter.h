@@ -1,6 +1,6 @@
 // The results as JUnit XML, as CI servers read it: a testsuite per unit, a
 // testcase per step, a failure per unmet expectation; a step of an unreachable
-// unit is skipped.
+// unit, or left out after a stop, is skipped.
 #pragma once
 
 #include "StationResults.h"
@@ -20,4 +20,7 @@ public:
 
 private:
     void Suite(QXmlStreamWriter& xml, const UnitResult_T& unit) const;
+    static bool Refused(const UnitResult_T& unit);
+    // The step's report; a retried step's every try, each under a line that names it.
+    static QString Output(const StepResult_T& step);
 };

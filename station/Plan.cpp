@@ -22,7 +22,11 @@ bool CPlan::Parse(const QByteArray& text, const QString& fileName, QString& erro
 {
     m_Steps.clear();
     m_HasTimeout.clear();
+    m_HasRetry.clear();
     m_Files.clear();
+    m_Requirements.clear();
+    m_StopOnFailLine = 0;
+    m_FileName = fileName;
     m_Folder = QFileInfo(fileName).absolutePath();
     const QList<QByteArray> lines = text.split('\n');
     for (m_Line = 1; m_Line <= lines.size(); ++m_Line)
@@ -63,7 +67,16 @@ bool CPlan::ParseLine(const QStringList& words, QString& error)
         return ParseTimeout(words, error);
     if (words[0] == "send")
         return ParseSend(words, error);
-    error = QString("unknown statement '%1' (step, expect, timeout or send)").arg(words[0]);
+    if (words[0] == "retry")
+        return ParseRetry(words, error);
+    if (words[0] == "always")
+        return ParseAlways(words, error);
+    if (words[0] == "stop-on-fail")
+        return ParseStopOnFail(words, error);
+    if (words[0] == "requires")
+        return ParseRequires(words, error);
+    error = QString("unknown statement '%1' (step, expect, timeout, retry, always, send, stop-on-fail or requires)")
+                .arg(words[0]);
     return false;
 }
 
@@ -92,6 +105,7 @@ bool CPlan::ParseStep(const QStringList& words, QString& error)
     step.line = m_Line;
     m_Steps.push_back(step);
     m_HasTimeout.push_back(false);
+    m_HasRetry.push_back(false);
     return true;
 }
 
@@ -193,5 +207,97 @@ bool CPlan::ParseSend(const QStringList& words, QString& error)
             return false;
         }
     m_Files.push_back(file);
+    return true;
+}
+
+bool CPlan::ParseRetry(const QStringList& words, QString& error)
+{
+    static const QRegularExpression count("^[0-9]{1,3}$");
+    if (m_Steps.empty())
+    {
+        error = "a retry before the first step";
+        return false;
+    }
+    if (words.size() != 2 || !count.match(words[1]).hasMatch() || words[1].toInt() > c_MaxRetries)
+    {
+        error = QString("a retry is: retry N (more tries after an unmet one, 0 to %1)").arg(c_MaxRetries);
+        return false;
+    }
+    if (m_HasRetry.back())
+    {
+        error = QString("step '%1' already has a retry").arg(m_Steps.back().name);
+        return false;
+    }
+    m_HasRetry.back() = true;
+    m_Steps.back().retries = words[1].toInt();
+    return true;
+}
+
+bool CPlan::ParseAlways(const QStringList& words, QString& error)
+{
+    if (m_Steps.empty())
+    {
+        error = "an always before the first step: it belongs under the step that must always run";
+        return false;
+    }
+    if (words.size() != 1)
+    {
+        error = "always stands alone on its line";
+        return false;
+    }
+    if (m_Steps.back().always)
+    {
+        error = QString("step '%1' is already marked always").arg(m_Steps.back().name);
+        return false;
+    }
+    m_Steps.back().always = true;
+    return true;
+}
+
+bool CPlan::ParseStopOnFail(const QStringList& words, QString& error)
+{
+    if (words.size() != 1)
+    {
+        error = "stop-on-fail stands alone on its line";
+        return false;
+    }
+    if (m_StopOnFailLine > 0)
+    {
+        error = QString("stop-on-fail is already given on line %1").arg(m_StopOnFailLine);
+        return false;
+    }
+    m_StopOnFailLine = m_Line;
+    return true;
+}
+
+bool CPlan::ParseRequires(const QStringList& words, QString& error)
+{
+    static const QRegularExpression plain("^[A-Za-z0-9_][A-Za-z0-9_.-]{0,99}$");
+    if (words.size() != 2)
+    {
+        error = "a requirement is: requires PLAN_NAME (a plan's file name, such as cor.txt)";
+        return false;
+    }
+    if (!plain.match(words[1]).hasMatch())
+    {
+        error = QString("'%1' is not a plan's file name, such as cor.txt").arg(words[1]);
+        return false;
+    }
+    PlanRequirement_T requirement;
+    // "cor" is the plan run as cor.txt: the database keeps plans by file name.
+    requirement.planName = words[1].contains('.') ? words[1] : words[1] + ".txt";
+    requirement.line = m_Line;
+    if (requirement.planName == QFileInfo(m_FileName).fileName())
+    {
+        error = QString("a plan cannot require itself ('%1')").arg(requirement.planName);
+        return false;
+    }
+    for (const PlanRequirement_T& other : m_Requirements)
+        if (other.planName == requirement.planName)
+        {
+            error = QString("'%1' is already required on line %2").arg(requirement.planName).arg(other.line);
+            return false;
+        }
+    m_Requirements.push_back(requirement);
     return true;
 }

@@ -54,8 +54,24 @@ bool CResultsReader::LoadSession(const QString& sessionId, StationResults_T& res
     {
         UnitResult_T unit;
         Fill(run, unit);
-        if (!CStepRows::Load(m_Db, run.id, unit.steps, error))
+        std::vector<StepResult_T> rows;
+        std::vector<QPair<int, int>> keys;
+        if (!CStepRows::Load(m_Db, run.id, rows, error, &keys))
             return false;
+        // A retried step's rows share its index: the last try holds the ones before it.
+        for (size_t i = 0; i < rows.size(); ++i)
+        {
+            rows[i].tryNumber = keys[i].second;
+            if (i > 0 && keys[i].first == keys[i - 1].first && !unit.steps.empty())
+            {
+                StepResult_T earlier = std::move(unit.steps.back());
+                rows[i].earlier = std::move(earlier.earlier);
+                rows[i].earlier.push_back(std::move(earlier));
+                unit.steps.back() = std::move(rows[i]);
+            }
+            else
+                unit.steps.push_back(std::move(rows[i]));
+        }
         results.units.push_back(unit);
     }
     return true;

@@ -63,6 +63,8 @@ struct MeasurementRecord_T
 struct StepRecord_T
 {
     int index = 0;
+    int tryNumber = 1;
+    int tries = 1;  // how many rows the step's index has
     QString name;
     QString verdict;
     bool met = false;

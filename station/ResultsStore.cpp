@@ -173,7 +173,8 @@ bool CResultsStore::BeginRun(RunRecord_T& run, QString& error)
 
 bool CResultsStore::AddStep(const QString& runId, int index, const StepResult_T& step, QString& error)
 {
-    return Write([&](CResultsDb& db, QString& error) { return CStepRows::Insert(db, runId, index, 1, step, error); },
+    return Write([&](CResultsDb& db,
+                     QString& error) { return CStepRows::Insert(db, runId, index, step.tryNumber, step, error); },
                  error);
 }
 
@@ -215,4 +216,31 @@ bool CResultsStore::FinishSession(double seconds, bool met, QString& error)
     });
     const SessionRecord_T session = m_Session;
     return Write([&](CResultsDb& db, QString& error) { return CRunRows::FinishSession(db, session, error); }, error);
+}
+
+bool CResultsStore::Read(const Work_T& work, QString& error)
+{
+    bool read = false;
+    m_Thread.Call([&]() {
+        if (!m_Db || m_Spooling)
+        {
+            error = QString("results database %1: out of reach").arg(m_Target.Display());
+            return;
+        }
+        read = work(*m_Db, error);
+    });
+    return read;
+}
+
+bool CResultsStore::LatestRunOfPlan(const QByteArray& serial, const QString& planName, RunRecord_T& run, bool& found,
+                                    QString& error)
+{
+    return Read([&](CResultsDb& db,
+                    QString& error) { return CRunRows::LatestRunOfPlan(db, serial, planName, run, found, error); },
+                error);
+}
+
+bool CResultsStore::PlanSeen(const QString& planName, bool& seen, QString& error)
+{
+    return Read([&](CResultsDb& db, QString& error) { return CRunRows::PlanSeen(db, planName, seen, error); }, error);
 }

@@ -39,12 +39,18 @@ public:
     bool FinishRun(const QString& runId, const QString& result, const UnitResult_T& unit, QString& error);
     bool FinishSession(double seconds, bool met, QString& error);
 
+    // Reads of the database itself, never of the spool: false when it is out of reach.
+    bool LatestRunOfPlan(const QByteArray& serial, const QString& planName, RunRecord_T& run, bool& found,
+                         QString& error);
+    bool PlanSeen(const QString& planName, bool& seen, QString& error);
+
     // Moves the spool's runs into TARGET; MOVED counts them.
     static bool Sync(const CDbTarget& target, int& moved, QString& error);
 
 private:
     using Work_T = std::function<bool(CResultsDb&, QString&)>;
     bool Write(const Work_T& work, QString& error);
+    bool Read(const Work_T& work, QString& error);
     bool WriteToSpool(const Work_T& work, QString& error);
     bool StartSpool(const QString& reason, QString& error);
     void SyncSpool();

@@ -56,3 +56,28 @@ bool CRunRecorder::Finish(const RunRecord_T& run, const QString& result, const U
 {
     return Count(m_Store.FinishRun(run.id, result, unit, error));
 }
+
+QString CRunRecorder::Unmet(const RunRecord_T& run, const std::vector<PlanRequirement_T>& requirements)
+{
+    for (const PlanRequirement_T& requirement : requirements)
+    {
+        const QString head = QString("not run: requires %1").arg(requirement.planName);
+        if (run.serialSource == "missing")
+            return head + ", and the unit has no serial number to look it up by";
+        RunRecord_T latest;
+        bool found = false;
+        QString error;
+        if (!m_Store.LatestRunOfPlan(run.serial, requirement.planName, latest, found, error))
+            return QString("%1, which cannot be looked up: %2").arg(head, error);
+        if (!found)
+            return head + ", never run on this unit";
+        if (latest.result != "passed")
+        {
+            const QDateTime when = latest.ended.isValid() ? latest.ended : latest.started;
+            return QString("%1, whose latest run on this unit %2 on %3 (run %4)")
+                .arg(head, latest.result == "failed" ? "failed" : "was aborted",
+                     when.toUTC().toString("yyyy-MM-dd HH:mm:ss 'UTC'"), latest.id);
+        }
+    }
+    return QString();
+}

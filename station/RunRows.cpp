@@ -178,6 +178,29 @@ bool CRunRows::RunsOfSerial(CResultsDb& db, const QByteArray& serial, std::vecto
                       runs, error);
 }
 
+bool CRunRows::LatestRunOfPlan(CResultsDb& db, const QByteArray& serial, const QString& planName, RunRecord_T& run,
+                               bool& found, QString& error)
+{
+    std::vector<RunRecord_T> runs;
+    if (!SelectRuns(db,
+                    "WHERE serial = ? AND serial_bytes = ? AND plan_name = ? ORDER BY started DESC, id DESC LIMIT 1",
+                    {SerialText(serial), serial, planName}, runs, error))
+        return false;
+    found = !runs.empty();
+    if (found)
+        run = runs.front();
+    return true;
+}
+
+bool CRunRows::PlanSeen(CResultsDb& db, const QString& planName, bool& seen, QString& error)
+{
+    QSqlQuery query(db.Connection());
+    if (!db.Exec(query, "SELECT COUNT(*) FROM runs WHERE plan_name = ?", {planName}, error) || !query.next())
+        return false;
+    seen = query.value(0).toLongLong() > 0;
+    return true;
+}
+
 bool CRunRows::SessionIds(CResultsDb& db, QStringList& ids, QString& error)
 {
     QSqlQuery query(db.Connection());

@@ -23,6 +23,11 @@ public:
     static bool LoadRun(CResultsDb& db, const QString& id, RunRecord_T& run, bool& found, QString& error);
     static bool RunsOfSession(CResultsDb& db, const QString& sessionId, std::vector<RunRecord_T>& runs, QString& error);
     static bool RunsOfSerial(CResultsDb& db, const QByteArray& serial, std::vector<RunRecord_T>& runs, QString& error);
+    // This serial's latest run of the plan named PLAN_NAME; FOUND says whether there is one.
+    static bool LatestRunOfPlan(CResultsDb& db, const QByteArray& serial, const QString& planName, RunRecord_T& run,
+                                bool& found, QString& error);
+    // Whether any run of the plan named PLAN_NAME is stored.
+    static bool PlanSeen(CResultsDb& db, const QString& planName, bool& seen, QString& error);
     static bool SessionIds(CResultsDb& db, QStringList& ids, QString& error);
 
 private:

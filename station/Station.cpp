@@ -74,13 +74,23 @@ void CStation::RunUnit(size_t slot, UnitResult_T& result)
     m_Control.Share(unit, slot);
     result.unit = unit.Name();
     UnitIdentity_T identity;
-    const bool reached = Reach(unit, identity, result);
+    bool reached = Reach(unit, identity, result);
     RunRecord_T run;
     QString error;
     if (m_Recorder)
         Record(unit.Name(), m_Recorder->Begin(unit, static_cast<int>(slot), identity, run, error), error);
     unit.SetAttempt(run.attempt.isValid() ? run.attempt.toInt() : 1);
     result.serial = unit.HasOperatorSerial() ? unit.OperatorSerial() : identity.serial;
+    if (reached && m_Recorder && !m_Plan.Requirements().empty())
+    {
+        result.error = m_Recorder->Unmet(run, m_Plan.Requirements());
+        reached = result.error.isEmpty();
+        if (!reached)
+        {
+            NotRun(result);
+            Say(QString("%1: %2").arg(unit.Name(), result.error));
+        }
+    }
     bool whole = false;
     if (reached)
     {
@@ -88,9 +98,9 @@ void CStation::RunUnit(size_t slot, UnitResult_T& result)
         Tell([&](CStationListener& listener) { listener.UnitStarted(slot, result.serial, first); });
         whole = RunSteps(slot, unit, run, result);
     }
-    else if (m_Recorder)
+    else
         for (size_t i = 0; i < result.steps.size(); ++i)
-            Record(unit.Name(), m_Recorder->Step(run, static_cast<int>(i), result.steps[i], error), error);
+            Store(unit, run, static_cast<int>(i), result.steps[i]);
     if (m_Recorder)
     {
         const QString outcome = !whole ? "aborted" : result.met ? "passed" : "failed";
@@ -101,6 +111,14 @@ void CStation::RunUnit(size_t slot, UnitResult_T& result)
     Tell([&](CStationListener& listener) { listener.UnitFinished(slot, result); });
 }
 
+void CStation::NotRun(UnitResult_T& result) const
+{
+    result.steps.clear();
+    for (const PlanStep_T& step : m_Plan.Steps())
+        result.steps.push_back(NotRun(step));
+    result.met = false;
+}
+
 bool CStation::RunSteps(size_t slot, const CUnitTarget& unit, const RunRecord_T& run, UnitResult_T& result)
 {
     CUnitFiles files(unit, m_Plan.Files(), m_Runner);
@@ -108,6 +126,7 @@ bool CStation::RunSteps(size_t slot, const CUnitTarget& unit, const RunRecord_T&
     result.met = sent;
     bool whole = true;
     bool lost = false;
+    bool stopped = false;  // by the plan's stop-on-fail
     for (const PlanStep_T& step : m_Plan.Steps())
     {
         if (!sent || CStepRunner::StopRequested())
@@ -115,23 +134,26 @@ bool CStation::RunSteps(size_t slot, const CUnitTarget& unit, const RunRecord_T&
             whole = whole && !sent;
             break;
         }
-        if (lost)
-            result.steps.push_back(NotRun(step));
-        else
+        const int index = static_cast<int>(result.steps.size());
+        if (lost || (stopped && !step.always))
         {
-            result.steps.push_back(RunStep(unit, step));
-            lost = Lost(unit, result.steps.back(), result);
-            Report(slot, result.steps.back(), result.steps.size());
+            StepResult_T left = NotRun(step);
+            if (!lost)
+                left.verdict = c_SkippedVerdict;
+            result.steps.push_back(left);
+            Store(unit, run, index, left);
+            continue;
         }
+        StepResult_T ran = RunTries(unit, run, step, index, result, whole, lost);
+        result.steps.push_back(std::move(ran));
         const StepResult_T& done = result.steps.back();
         result.met = result.met && done.met;
-        if (CStepRunner::StopRequested() || lost)
-            whole = false;
-        if (m_Recorder)
+        Report(slot, done, result.steps.size());
+        if (!done.met && !lost && m_Plan.StopOnFail() && !stopped)
         {
-            QString error;
-            const int index = static_cast<int>(result.steps.size() - 1);
-            Record(unit.Name(), m_Recorder->Step(run, index, done, error), error);
+            stopped = true;
+            Say(QString("%1: %2 not met: stop-on-fail skips the remaining steps but the always ones")
+                    .arg(unit.Name(), step.name));
         }
     }
     if (lost)
@@ -145,6 +167,45 @@ bool CStation::RunSteps(size_t slot, const CUnitTarget& unit, const RunRecord_T&
     if (!result.error.isEmpty())
         Say(QString("%1: %2").arg(unit.Name(), result.error));
     return whole;
+}
+
+StepResult_T CStation::RunTries(const CUnitTarget& unit, const RunRecord_T& run, const PlanStep_T& step, int index,
+                                UnitResult_T& result, bool& whole, bool& lost)
+{
+    const int attempt = run.attempt.isValid() ? run.attempt.toInt() : 1;
+    CUnitTarget tryUnit = unit;
+    StepResult_T done;
+    std::vector<StepResult_T> earlier;
+    for (int tryNumber = 1; tryNumber <= step.retries + 1; ++tryNumber)
+    {
+        if (tryNumber > 1)
+        {
+            // An unmet try that is tried again: the last one is the step's own line.
+            Say(CConsole::StepLine(unit.Name(), done));
+            earlier.push_back(std::move(done));
+            // A retry meets fresh noise, as on a real unit: a lot unit draws it as another attempt would.
+            tryUnit.SetAttempt(attempt + (tryNumber - 1) * c_TryAttemptShift);
+        }
+        done = RunStep(tryUnit, step);
+        done.tryNumber = tryNumber;
+        done.triesAllowed = step.retries + 1;
+        lost = Lost(unit, done, result);
+        if (CStepRunner::StopRequested() || lost)
+            whole = false;
+        Store(unit, run, index, done);
+        if (done.met || !whole)
+            break;
+    }
+    done.earlier = std::move(earlier);
+    return done;
+}
+
+void CStation::Store(const CUnitTarget& unit, const RunRecord_T& run, int index, const StepResult_T& step)
+{
+    if (!m_Recorder)
+        return;
+    QString error;
+    Record(unit.Name(), m_Recorder->Step(run, index, step, error), error);
 }
 
 void CStation::Record(const QString& unit, bool written, const QString& error)
@@ -166,9 +227,7 @@ bool CStation::Reach(const CUnitTarget& unit, UnitIdentity_T& identity, UnitResu
     result.unreachable = QString::fromLocal8Bit(lines.last()).trimmed();
     if (result.unreachable.isEmpty())
         result.unreachable = run.timedOut ? QString("no answer in %1 s").arg(c_ProbeSeconds) : "ssh could not connect";
-    for (const PlanStep_T& step : m_Plan.Steps())
-        result.steps.push_back(NotRun(step));
-    result.met = false;
+    NotRun(result);
     Say(CConsole::UnreachableLine(result));
     return false;
 }

@@ -32,6 +32,14 @@ private:
     bool Reach(const CUnitTarget& unit, UnitIdentity_T& identity, UnitResult_T& result);
     // The steps of a reached unit; false when the unit was lost or stopped before the plan's end.
     bool RunSteps(size_t slot, const CUnitTarget& unit, const RunRecord_T& run, UnitResult_T& result);
+    // Runs STEP until one try meets it or its retries are spent; WHOLE turns
+    // false, and LOST true, when the unit is lost or stopped.
+    StepResult_T RunTries(const CUnitTarget& unit, const RunRecord_T& run, const PlanStep_T& step, int index,
+                          UnitResult_T& result, bool& whole, bool& lost);
+    // Every step of the plan as not run.
+    void NotRun(UnitResult_T& result) const;
+    static StepResult_T NotRun(const PlanStep_T& step);
+    void Store(const CUnitTarget& unit, const RunRecord_T& run, int index, const StepResult_T& step);
     void Record(const QString& unit, bool written, const QString& error);
     StepResult_T RunStep(const CUnitTarget& unit, const PlanStep_T& step) const;
     // DONE: how many of the unit's steps have finished.
@@ -41,11 +49,12 @@ private:
     void Tell(Event event);
     // After a step: whether its ssh unit went away during it (the step is then not met).
     bool Lost(const CUnitTarget& unit, StepResult_T& step, UnitResult_T& result) const;
-    static StepResult_T NotRun(const PlanStep_T& step);
     void Say(const QString& line);
 
     // ssh gives up connecting after 10 s; logging in gets the rest.
     static constexpr double c_ProbeSeconds = 30;
+    // How far apart the attempts a lot unit sees for the tries of one step lie: beyond any lot's retests.
+    static constexpr int c_TryAttemptShift = 5000;
 
     const CPlan& m_Plan;
     const std::vector<CUnitTarget>& m_Units;

@@ -9,6 +9,8 @@
 #include <QSqlQuery>
 #include <QtEndian>
 
+#include <algorithm>
+
 using namespace SqlValue;
 
 namespace
@@ -199,6 +201,7 @@ bool CStepRows::LoadRecords(CResultsDb& db, const QString& runId, std::vector<St
         const QPair<int, int> key(query.value(0).toInt(), query.value(1).toInt());
         StepRecord_T step;
         step.index = key.first;
+        step.tryNumber = key.second;
         step.name = query.value(2).toString();
         step.verdict = query.value(3).toString();
         step.met = query.value(4).toInt() != 0;
@@ -207,6 +210,9 @@ bool CStepRows::LoadRecords(CResultsDb& db, const QString& runId, std::vector<St
                 step.measurements.push_back(measurement.second);
         steps.push_back(step);
     }
+    for (StepRecord_T& step : steps)
+        step.tries = static_cast<int>(std::count_if(
+            steps.begin(), steps.end(), [&](const StepRecord_T& other) { return other.index == step.index; }));
     return true;
 }
 

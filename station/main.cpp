@@ -153,6 +153,25 @@ QString Sha256(const QString& path)
     return QString::fromLatin1(hash.result().toHex());
 }
 
+// An interlock that cannot be checked is never skipped: each required plan must be known to the database.
+bool CheckRequirements(const CPlan& plan, const CDbTarget& db, CResultsStore& store, QString& error)
+{
+    for (const PlanRequirement_T& requirement : plan.Requirements())
+    {
+        const QString where = QString("%1:%2: ").arg(plan.FileName()).arg(requirement.line);
+        bool seen = false;
+        if (db.Kind() == CDbTarget::NONE)
+            error = where + QString("requires %1, which cannot be checked with --db none").arg(requirement.planName);
+        else if (!store.PlanSeen(requirement.planName, seen, error))
+            error = where + QString("requires %1, which cannot be checked: %2").arg(requirement.planName, error);
+        else if (!seen)
+            error = where + QString("requires %1, of which %2 holds no run").arg(requirement.planName, db.Display());
+        if (!seen)
+            return false;
+    }
+    return true;
+}
+
 int Run(const StationOptions_T& options)
 {
     CPlan plan;
@@ -171,7 +190,14 @@ int Run(const StationOptions_T& options)
     session.planSha256 = Sha256(options.plan);
     session.jobs = options.jobs;
     session.started = QDateTime::currentDateTimeUtc();
-    if (!store.Open(options.db, error) || !store.BeginSession(session, error))
+    if (!store.Open(options.db, error))
+        return Refuse(error);
+    if (!CheckRequirements(plan, options.db, store, error))
+    {
+        Say(error);
+        return 2;
+    }
+    if (!store.BeginSession(session, error))
         return Refuse(error);
     CRunRecorder recorder(store, options.operatorName, options.plan, session.planSha256);
 

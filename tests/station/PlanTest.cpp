@@ -26,7 +26,29 @@ TEST(Plan, RefusesEveryMalformedLineNamingFileAndLine)
         {"# c\n\nstep a\n", "p.txt:3: a step needs a name and a command: step NAME COMMAND [ARGUMENTS...]"},
         {"step a/b ping\n", "p.txt:1: step name 'a/b' may hold only letters, digits, '_', '.' and '-'"},
         {"step a sensepin\nstep a speed 1\n", "p.txt:2: step name 'a' is already used on line 1"},
-        {"step a sensepin\nrun a\n", "p.txt:2: unknown statement 'run' (step, expect, timeout or send)"},
+        {"step a sensepin\nrun a\n", "p.txt:2: unknown statement 'run' (step, expect, timeout, retry, always, send, "
+                                     "stop-on-fail or requires)"},
+        {"retry 2\nstep a sensepin\n", "p.txt:1: a retry before the first step"},
+        {"step a sensepin\nretry\n", "p.txt:2: a retry is: retry N (more tries after an unmet one, 0 to 100)"},
+        {"step a sensepin\nretry -1\n", "p.txt:2: a retry is: retry N (more tries after an unmet one, 0 to 100)"},
+        {"step a sensepin\nretry 101\n", "p.txt:2: a retry is: retry N (more tries after an unmet one, 0 to 100)"},
+        {"step a sensepin\nretry 1.5\n", "p.txt:2: a retry is: retry N (more tries after an unmet one, 0 to 100)"},
+        {"step a sensepin\nretry 1 2\n", "p.txt:2: a retry is: retry N (more tries after an unmet one, 0 to 100)"},
+        {"step a sensepin\nretry 1\nretry 2\n", "p.txt:3: step 'a' already has a retry"},
+        {"always\nstep a sensepin\n",
+         "p.txt:1: an always before the first step: it belongs under the step that must always run"},
+        {"step a sensepin\nalways now\n", "p.txt:2: always stands alone on its line"},
+        {"step a sensepin\nalways\nalways\n", "p.txt:3: step 'a' is already marked always"},
+        {"stop-on-fail\nstep a sensepin\n\nstop-on-fail\n", "p.txt:4: stop-on-fail is already given on line 1"},
+        {"stop-on-fail 2\nstep a sensepin\n", "p.txt:1: stop-on-fail stands alone on its line"},
+        {"requires\nstep a sensepin\n",
+         "p.txt:1: a requirement is: requires PLAN_NAME (a plan's file name, such as cor.txt)"},
+        {"requires cor.txt lumet.txt\n",
+         "p.txt:1: a requirement is: requires PLAN_NAME (a plan's file name, such as cor.txt)"},
+        {"requires plans/cor.txt\n", "p.txt:1: 'plans/cor.txt' is not a plan's file name, such as cor.txt"},
+        {"requires .txt\n", "p.txt:1: '.txt' is not a plan's file name, such as cor.txt"},
+        {"requires p\n", "p.txt:1: a plan cannot require itself ('p.txt')"},
+        {"requires cor.txt\nrequires cor\n", "p.txt:2: 'cor.txt' is already required on line 1"},
         {"step a sensepin\nexpect verdict ok\n", "p.txt:2: verdict must be passed, failed, performed or any, not 'ok'"},
         {"step a sensepin\nexpect colour red\n",
          "p.txt:2: unknown expectation 'colour' (verdict, reading, samples, peak, peak-index, mean or errors)"},
@@ -51,6 +73,40 @@ TEST(Plan, RefusesEveryMalformedLineNamingFileAndLine)
         QString error;
         EXPECT_FALSE(plan.Parse(c.plan, "p.txt", error)) << c.plan;
         EXPECT_EQ(error.toStdString(), c.message);
+    }
+}
+
+// What the flow lines leave in the plan: each belongs to the step above it, or to the whole plan.
+TEST(Plan, ReadsRetriesAlwaysStopOnFailAndRequirements)
+{
+    struct Flow_T
+    {
+        const char* plan;
+        const char* steps;  // name:retries:always per step
+        bool stopOnFail;
+        const char* requirements;  // plan:line
+    };
+    const Flow_T cases[] = {
+        {"step a sensepin\nstep b sensepin\n", "a:0:0 b:0:0", false, ""},
+        {"step a sensepin\nretry 0\nstep b sensepin\nretry 100\nalways\n", "a:0:0 b:100:1", false, ""},
+        {"requires cor\nstop-on-fail\nstep a sensepin\nalways\nretry 3\nrequires lumet.txt\nstep b sensepin\n",
+         "a:3:1 b:0:0", true, "cor.txt:1 lumet.txt:6"},
+        {"step a sensepin\n  stop-on-fail\t\n", "a:0:0", true, ""},
+    };
+    for (const Flow_T& c : cases)
+    {
+        CPlan plan;
+        QString error;
+        ASSERT_TRUE(plan.Parse(c.plan, "dir/p.txt", error)) << error.toStdString();
+        QStringList steps;
+        for (const PlanStep_T& step : plan.Steps())
+            steps << QString("%1:%2:%3").arg(step.name).arg(step.retries).arg(step.always ? 1 : 0);
+        QStringList requirements;
+        for (const PlanRequirement_T& requirement : plan.Requirements())
+            requirements << QString("%1:%2").arg(requirement.planName).arg(requirement.line);
+        EXPECT_EQ(steps.join(' ').toStdString(), c.steps) << c.plan;
+        EXPECT_EQ(plan.StopOnFail(), c.stopOnFail) << c.plan;
+        EXPECT_EQ(requirements.join(' ').toStdString(), c.requirements) << c.plan;
     }
 }
 

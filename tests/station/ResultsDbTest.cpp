@@ -72,6 +72,7 @@ StationResults_T SampleResults(int units)
     {
         UnitResult_T unit;
         unit.unit = u == 1 ? "ssh:unit-2.local" : "ql4k";
+        unit.serial = "SN-1" + QByteArray::number(u);  // as StoreSession stores it by default
         unit.met = true;
         for (size_t s = 0; s < plan.Steps().size(); ++s)
         {

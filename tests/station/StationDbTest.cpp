@@ -8,6 +8,7 @@
 #include "ResultsDb.h"
 
 #include <QCryptographicHash>
+#include <QDateTime>
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
@@ -25,16 +26,11 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+using namespace TestDb;
+
 namespace
 {
 const char* const c_TwoSteps = "step pin sensepin\nstep again sensepin\n";
-
-bool WriteFile(const QString& path, const QByteArray& text, bool executable = false)
-{
-    QFile file(path);
-    return file.open(QIODevice::WriteOnly) && file.write(text) == text.size() &&
-           (!executable || file.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
-}
 
 // A launcher of nr2 units whose step "hold" waits SECONDS before it runs sensepin.
 QString HoldingLauncher(const QString& folder, int seconds)
@@ -49,53 +45,6 @@ QString HoldingLauncher(const QString& folder, int seconds)
                       .toUtf8(),
                   true));
     return path;
-}
-
-QByteArray Read(const QString& path)
-{
-    QFile file(path);
-    EXPECT_TRUE(file.open(QIODevice::ReadOnly)) << path.toStdString();
-    return file.readAll();
-}
-
-CDbTarget Target(const QString& text)
-{
-    CDbTarget target;
-    QString error;
-    EXPECT_TRUE(CDbTarget::Parse(text, target, error)) << error.toStdString();
-    return target;
-}
-
-// Every row SQL gives, its columns joined with '|'.
-QStringList RowList(const QString& db, const QString& sql)
-{
-    CResultsDb results;
-    QString error;
-    if (!results.Open(Target(db), error))
-        return {"cannot open: " + error};
-    QSqlQuery query(results.Connection());
-    if (!results.Exec(query, sql, {}, error))
-        return {"cannot query: " + error};
-    QStringList rows;
-    while (query.next())
-    {
-        QStringList columns;
-        for (int i = 0; i < query.record().count(); ++i)
-            columns << (query.isNull(i) ? QString("NULL") : query.value(i).toString());
-        rows << columns.join('|');
-    }
-    return rows;
-}
-
-// The rows one a line, so that a failure shows them.
-std::string Rows(const QString& db, const QString& sql)
-{
-    return RowList(db, sql).join('\n').toStdString();
-}
-
-std::string Lines(const QStringList& lines)
-{
-    return lines.join('\n').toStdString();
 }
 
 qlonglong Count(const QString& db, const QString& table)

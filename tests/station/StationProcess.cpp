@@ -1,9 +1,13 @@
 #include "StationProcess.h"
 
+#include "ResultsDb.h"
+
 #include <QFile>
 #include <QJsonDocument>
 #include <QProcess>
 #include <QRegularExpression>
+#include <QSqlQuery>
+#include <QSqlRecord>
 #include <QStandardPaths>
 #include <QTemporaryDir>
 
@@ -67,4 +71,59 @@ void ExpectValidJunit(const QString& path)
     xmllint.start("xmllint", {"--noout", "--schema", JUNIT_SCHEMA, path});
     xmllint.waitForFinished();
     EXPECT_EQ(xmllint.exitCode(), 0) << xmllint.readAll().toStdString();
+}
+
+namespace TestDb
+{
+bool WriteFile(const QString& path, const QByteArray& text, bool executable)
+{
+    QFile file(path);
+    return file.open(QIODevice::WriteOnly) && file.write(text) == text.size() &&
+           (!executable || file.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
+}
+
+QByteArray Read(const QString& path)
+{
+    QFile file(path);
+    EXPECT_TRUE(file.open(QIODevice::ReadOnly)) << path.toStdString();
+    return file.readAll();
+}
+
+CDbTarget Target(const QString& text)
+{
+    CDbTarget target;
+    QString error;
+    EXPECT_TRUE(CDbTarget::Parse(text, target, error)) << error.toStdString();
+    return target;
+}
+
+QStringList RowList(const QString& db, const QString& sql)
+{
+    CResultsDb results;
+    QString error;
+    if (!results.Open(Target(db), error))
+        return {"cannot open: " + error};
+    QSqlQuery query(results.Connection());
+    if (!results.Exec(query, sql, {}, error))
+        return {"cannot query: " + error};
+    QStringList rows;
+    while (query.next())
+    {
+        QStringList columns;
+        for (int i = 0; i < query.record().count(); ++i)
+            columns << (query.isNull(i) ? QString("NULL") : query.value(i).toString());
+        rows << columns.join('|');
+    }
+    return rows;
+}
+
+std::string Rows(const QString& db, const QString& sql)
+{
+    return RowList(db, sql).join('\n').toStdString();
+}
+
+std::string Lines(const QStringList& lines)
+{
+    return lines.join('\n').toStdString();
+}
 }

@@ -1,6 +1,8 @@
 // Runs the built sonarstation as the tests' child process.
 #pragma once
 
+#include "DbTarget.h"
+
 #include <QJsonObject>
 #include <QProcessEnvironment>
 #include <QString>
@@ -26,3 +28,16 @@ QString PlanFile(const QString& name);  // station/plans/NAME
 QStringList TimelessLines(const QString& text);
 // Checked with xmllint against the schema CI servers validate JUnit reports with.
 void ExpectValidJunit(const QString& path);
+
+// Files and results databases as the tests read and write them.
+namespace TestDb
+{
+bool WriteFile(const QString& path, const QByteArray& text, bool executable = false);
+QByteArray Read(const QString& path);
+CDbTarget Target(const QString& text);
+// Every row SQL gives, its columns joined with '|'.
+QStringList RowList(const QString& db, const QString& sql);
+// The rows one a line, so that a failure shows them.
+std::string Rows(const QString& db, const QString& sql);
+std::string Lines(const QStringList& lines);
+}
