@@ -243,7 +243,7 @@ bool CAnalytics::Control(const AnalyticsFilter_T& filter, const MeasurementId_T&
     const int end = fromPoint + baseline;
     values = QVariantList{end, end, end} + values;
     const QString sql =
-        "SELECT serial, run_id, started, value, moving_range, "
+        "SELECT serial, run_id, started, value, moving_range, k, "
         "AVG(CASE WHEN k < ? THEN value END) OVER () AS centre, "
         "AVG(CASE WHEN k < ? THEN moving_range END) OVER () AS mr_centre, "
         "COUNT(CASE WHEN k < ? THEN 1 END) OVER () AS baseline_n FROM ("
@@ -262,10 +262,11 @@ bool CAnalytics::Control(const AnalyticsFilter_T& filter, const MeasurementId_T&
         point.time = SqlValue::ReadTime(query.value(2));
         point.value = query.value(3).toDouble();
         point.movingRange = Number(query.value(4));
-        if (chart.points.empty() && query.value(7).toLongLong() >= 2 && !query.value(6).isNull())
+        point.index = query.value(5).toLongLong();
+        if (chart.points.empty() && query.value(8).toLongLong() >= 2 && !query.value(7).isNull())
         {
-            const double centre = query.value(5).toDouble();
-            const double mr = query.value(6).toDouble();
+            const double centre = query.value(6).toDouble();
+            const double mr = query.value(7).toDouble();
             chart.centre = centre;
             chart.ucl = centre + 2.66 * mr;
             chart.lcl = centre - 2.66 * mr;

@@ -77,6 +77,7 @@ struct CapabilityRow_T
 
 struct ControlPoint_T
 {
+    long long index = 0;  // in time order over the runs asked for, 1 the first
     QByteArray serial;
     QString runId;
     QDateTime time;  // the run's start, UTC
