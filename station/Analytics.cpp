@@ -182,7 +182,7 @@ bool CAnalytics::Capability(const AnalyticsFilter_T& filter, bool passedOnly, st
                           "ELSE (usl - mean) / (3 * NULLIF(%1, 0)) END";
     const QString spread = "CASE WHEN lsl IS NOT NULL AND usl IS NOT NULL THEN (usl - lsl) / (6 * NULLIF(%1, 0)) END";
     const QString sql =
-        "SELECT plan_name, step, expectation, from_index, n, mean, s, sw, lsl, usl, " + spread.arg("sw") +
+        "SELECT * FROM (SELECT plan_name, step, expectation, from_index, n, mean, s, sw, lsl, usl, " + spread.arg("sw") +
         " AS cp, " + index.arg("sw") + " AS cpk, " + spread.arg("s") + " AS pp, " + index.arg("s") +
         " AS ppk, failures FROM ("
         "SELECT plan_name, step, expectation, from_index, COUNT(*) AS n, AVG(value) AS mean, "
@@ -196,7 +196,8 @@ bool CAnalytics::Capability(const AnalyticsFilter_T& filter, bool passedOnly, st
         where +
         " WINDOW w AS (PARTITION BY plan_name, step, expectation, from_index ORDER BY started, run_id, step_index "
         "ROWS BETWEEN UNBOUNDED PRECEDING AND UNBOUNDED FOLLOWING)) v "
-        "GROUP BY plan_name, step, expectation, from_index) c "
+        "GROUP BY plan_name, step, expectation, from_index) c) r "
+        // PostgreSQL orders by an output column only by its bare name.
         "ORDER BY CASE WHEN cpk IS NULL THEN 1 ELSE 0 END, cpk, plan_name, step, expectation, from_index";
     QSqlQuery query(m_Db.Connection());
     if (!m_Db.Exec(query, sql, values, error))

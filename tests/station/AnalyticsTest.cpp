@@ -245,7 +245,21 @@ protected:
 
 namespace
 {
-// A yield row as the compact JSON holds it, its keys in order; GROUP is "by:value" or empty.
+// A JSON object as the compact form writes it: keys in order, values as given.
+std::string Object(const std::map<std::string, std::string>& fields)
+{
+    std::string object;
+    for (const auto& field : fields)
+        object += (object.empty() ? "{\"" : ",\"") + field.first + "\":" + field.second;
+    return object + "}";
+}
+
+std::string Quoted(const std::string& text)
+{
+    return "\"" + text + "\"";
+}
+
+// A yield row; GROUP is "by:value" or empty.
 std::string Row(const std::string& group, int units, int runs, int passed, const char* fpy, const char* spy,
                 const char* tpy, const char* lpy, const char* runYield)
 {
@@ -253,11 +267,19 @@ std::string Row(const std::string& group, int units, int runs, int passed, const
         {"fpy", fpy}, {"lpy", lpy}, {"passed_runs", std::to_string(passed)}, {"run_yield", runYield},
         {"runs", std::to_string(runs)}, {"spy", spy}, {"tpy", tpy}, {"units", std::to_string(units)}};
     if (!group.empty())
-        fields[group.substr(0, group.find(':'))] = "\"" + group.substr(group.find(':') + 1) + "\"";
-    std::string row;
-    for (const auto& field : fields)
-        row += (row.empty() ? "{\"" : ",\"") + field.first + "\":" + field.second;
-    return row + "}";
+        fields[group.substr(0, group.find(':'))] = Quoted(group.substr(group.find(':') + 1));
+    return Object(fields);
+}
+
+// A capability row: N, MEAN, S, SW, LSL, USL, CP, CPK, PP, PPK, FAILURES as the JSON writes them.
+std::string Measurement(const char* step, const char* key, int from, const std::vector<std::string>& figures)
+{
+    const char* const names[] = {"n", "mean", "s", "sw", "lsl", "usl", "cp", "cpk", "pp", "ppk", "failures"};
+    std::map<std::string, std::string> fields = {
+        {"plan", Quoted("cor.plan")}, {"step", Quoted(step)}, {"key", Quoted(key)}, {"from", std::to_string(from)}};
+    for (size_t i = 0; i < figures.size() && i < 11; ++i)
+        fields[names[i]] = figures[i];
+    return Object(fields);
 }
 
 std::string Pareto(int failures, const char* key, const char* step)
@@ -326,3 +348,73 @@ TEST_P(Analytics, YieldsCountUnitsByTheirFirstAttemptOverTheWholeHistory)
 }
 
 INSTANTIATE_TEST_SUITE_P(Engines, Analytics, ::testing::Values("sqlite", "postgresql"));
+
+TEST_P(Analytics, CapabilityOfTheLastTriesOfRunsInTimeOrder)
+{
+    Store(c_Capability);
+    // Left out: an aborted run, a virtual unit and a step's first try (999s). The peak's limits changed:
+    // the latest run's count. reading has no upper limit, samples never varies, level was measured once.
+    const std::string hydro = Measurement("hydro", "level", 0,
+                                          {"1", "3.5", "null", "null", "1", "5", "null", "null", "null", "null", "0"});
+    const struct
+    {
+        QStringList arguments;
+        std::string json;
+    } cases[] = {
+        {{"--json"},
+         "{\"measurements\":[" +
+             Measurement("battery", "reading", 0,
+                         {"4", "12", "0.7071067812", "1.03427896", "11.5", "null", "null", "0.1611428571", "null",
+                          "0.2357022604", "1"}) +
+             "," +
+             Measurement("ping", "peak", 32,
+                         {"5", "250", "7.071067812", "6.64893617", "200", "300", "2.506666667", "2.506666667",
+                          "2.357022604", "2.357022604", "0"}) +
+             "," + hydro + "," +
+             Measurement("ping", "samples", 0,
+                         {"5", "4", "0", "0", "4", "4", "null", "null", "null", "null", "0"}) +
+             "]}"},
+        {{"--json", "--passed-only", "--until", "2026-03-02"},
+         "{\"measurements\":[" +
+             Measurement("battery", "reading", 0,
+                         {"3", "12.33333333", "0.2886751346", "0.2216312057", "11.5", "null", "null", "1.253333333",
+                          "null", "0.9622504486", "0"}) +
+             "," +
+             Measurement("ping", "peak", 32,
+                         {"4", "247.5", "5", "2.955082742", "200", "300", "5.64", "5.358", "3.333333333",
+                          "3.166666667", "0"}) +
+             "," + hydro + "," +
+             Measurement("ping", "samples", 0,
+                         {"4", "4", "0", "0", "4", "4", "null", "null", "null", "null", "0"}) +
+             "]}"},
+        // A single run: nothing has a sigma.
+        {{"--json", "--since", "2026-03-01T12:30:00+01:00", "--until", "2026-03-01T12:00:01Z"},
+         "{\"measurements\":[" +
+             Measurement("battery", "reading", 0,
+                         {"1", "12.5", "null", "null", "11.5", "null", "null", "null", "null", "null", "0"}) +
+             "," + hydro + "," +
+             Measurement("ping", "peak", 32,
+                         {"1", "250", "null", "null", "200", "300", "null", "null", "null", "null", "0"}) +
+             "," +
+             Measurement("ping", "samples", 0,
+                         {"1", "4", "null", "null", "4", "4", "null", "null", "null", "null", "0"}) +
+             "]}"},
+        {{"--json", "--plan", "other.plan"}, "{\"measurements\":[]}"},
+    };
+    for (const auto& c : cases)
+    {
+        const Outcome_T outcome = Command(QStringList{"capability"} + c.arguments);
+        EXPECT_EQ(outcome.status, 0) << outcome.err;
+        EXPECT_EQ(outcome.out, c.json) << c.arguments.join(' ').toStdString();
+    }
+    // The first two runs, as a table.
+    EXPECT_EQ(Command({"capability", "--until", "2026-03-01T09:30"}).out,
+              "plan      step     key           n  mean   s         sw        LSL   USL  Cp    Cpk    Pp       Ppk"
+              "       failures\n"
+              "cor.plan  battery  reading       2  12.25  0.353553  0.443262  11.5  -    -     0.564  -        "
+              "0.707107  0\n"
+              "cor.plan  ping     peak from 32  2  245    7.07107   8.86525   200   300  1.88  1.692  2.35702  "
+              "2.12132   0\n"
+              "cor.plan  ping     samples       2  4      0         0         4     4    -     -      -        -"
+              "         0\n");
+}
