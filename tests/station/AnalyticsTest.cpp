@@ -220,7 +220,7 @@ protected:
         FILE* outFile = open_memstream(&out, &outSize);
         FILE* errFile = open_memstream(&err, &errSize);
         const QString command = arguments.takeFirst();
-        arguments << "--db" << m_Db;
+        arguments = QStringList{"--db", m_Db} + arguments;
         const CAnalyticsCommands commands(outFile, errFile);
         outcome.status = command == "yield"        ? commands.Yield(arguments)
                          : command == "capability" ? commands.Capability(arguments)
@@ -347,8 +347,6 @@ TEST_P(Analytics, YieldsCountUnitsByTheirFirstAttemptOverTheWholeHistory)
                          "1         cor.plan  ping     samples\n");
 }
 
-INSTANTIATE_TEST_SUITE_P(Engines, Analytics, ::testing::Values("sqlite", "postgresql"));
-
 TEST_P(Analytics, CapabilityOfTheLastTriesOfRunsInTimeOrder)
 {
     Store(c_Capability);
@@ -417,4 +415,144 @@ TEST_P(Analytics, CapabilityOfTheLastTriesOfRunsInTimeOrder)
               "2.12132   0\n"
               "cor.plan  ping     samples       2  4      0         0         4     4    -     -      -        -"
               "         0\n");
+}
+
+TEST_P(Analytics, ControlChartOfThePublishedIndividualsExample)
+{
+    // NIST/SEMATECH e-Handbook of Statistical Methods, section 6.3.2.2 (Individuals Control Charts):
+    // ten batches, published centre 50.81, moving range 1.8778, UCL 55.80, LCL 45.82, MR UCL 6.13.
+    const double batches[] = {49.6, 47.6, 49.9, 51.3, 47.8, 51.2, 52.6, 52.4, 53.6, 52.1};
+    std::vector<QString> lines;
+    for (int i = 0; i < 10; ++i)
+        lines.push_back(QString("B%1 A 03-01T08:%2 passed : tank level=%3@40..60")
+                            .arg(i + 1)
+                            .arg(10 + i)
+                            .arg(batches[i]));
+    lines.push_back("B11 V 03-01T09:00 passed virtual : tank level=90@40..60");
+    Store(lines);
+
+    CResultsDb db;
+    QString error;
+    ASSERT_TRUE(db.Open(m_Target, error)) << error.toStdString();
+    ControlChart_T chart;
+    ASSERT_TRUE(CAnalytics(db).Control(AnalyticsFilter_T(), {"", "tank", "level", 0}, 1, 20, chart, error))
+        << error.toStdString();
+    ASSERT_TRUE(chart.centre && chart.mrCentre);
+    EXPECT_EQ(QString::asprintf("%.2f %.4f %.2f %.2f %.2f", *chart.centre, *chart.mrCentre, *chart.ucl, *chart.lcl,
+                                *chart.mrUcl)
+                  .toStdString(),
+              "50.81 1.8778 55.80 45.82 6.13");
+
+    std::string points;
+    const char* const ranges[] = {"null", "2", "2.3", "1.4", "3.5", "3.4", "1.4", "0.2", "1.2", "1.5"};
+    for (int i = 0; i < 10; ++i)
+        points += (i ? "," : "") + Object({{"moving_range", ranges[i]},
+                                           {"point", std::to_string(i + 1)},
+                                           {"run_id", Quoted(QString("r%1").arg(i + 1, 2, 10, QChar('0')).toStdString())},
+                                           {"serial", Quoted("B" + std::to_string(i + 1))},
+                                           {"time", Quoted("2026-03-01T08:" + std::to_string(10 + i) + ":00.000Z")},
+                                           {"value", QString::number(batches[i]).toStdString()}});
+    const Outcome_T all = Command({"control", "tank", "level", "--json"});
+    EXPECT_EQ(all.status, 0) << all.err;
+    EXPECT_EQ(all.out, "{\"baseline\":20,\"flagged\":[],\"from\":0,\"individuals\":{\"centre\":50.81,\"lcl\":45.81511111,"
+                       "\"ucl\":55.80488889},\"key\":\"level\",\"moving_range\":{\"centre\":1.877777778,\"ucl\":6.1347},"
+                       "\"plan\":\"\",\"points\":[" +
+                           points + "],\"step\":\"tank\"}");
+
+    // From point 3, limits of five points: 49.9 51.3 47.8 51.2 52.6 and their moving ranges 1.4 3.5 3.4 1.4.
+    const Outcome_T later = Command({"control", "tank", "level", "--first-point", "3", "--baseline", "5"});
+    EXPECT_EQ(later.status, 0) << later.err;
+    EXPECT_EQ(later.out,
+              "tank / level: 8 point(s)\n"
+              "Individuals: centre 50.56, UCL 57.0105, LCL 44.1095; moving range: centre 2.425, UCL 7.92248 (baseline "
+              "of 5)\n\n"
+              "point  serial  run  time                      value  MR   rules\n"
+              "3      B3      r03  2026-03-01T08:12:00.000Z  49.9   -    \n"
+              "4      B4      r04  2026-03-01T08:13:00.000Z  51.3   1.4  \n"
+              "5      B5      r05  2026-03-01T08:14:00.000Z  47.8   3.5  \n"
+              "6      B6      r06  2026-03-01T08:15:00.000Z  51.2   3.4  \n"
+              "7      B7      r07  2026-03-01T08:16:00.000Z  52.6   1.4  \n"
+              "8      B8      r08  2026-03-01T08:17:00.000Z  52.4   0.2  \n"
+              "9      B9      r09  2026-03-01T08:18:00.000Z  53.6   1.2  \n"
+              "10     B10     r10  2026-03-01T08:19:00.000Z  52.1   1.5  \n");
+
+    // The virtual unit far beyond the limits of the batches, when asked for.
+    const Outcome_T withVirtual = Command({"control", "tank", "level", "--virtual", "--baseline", "10", "--json"});
+    EXPECT_NE(withVirtual.out.find("\"flagged\":[{\"point\":11,\"rules\":[\"beyond-3-sigma\"],\"run_id\":\"r11\"}]"),
+              std::string::npos)
+        << withVirtual.out;
+}
+
+TEST_P(Analytics, MistakesGiveOneLine)
+{
+    Store(c_Capability);
+    const struct
+    {
+        QStringList arguments;
+        int status;
+        std::string message;
+    } cases[] = {
+        {{"yield", "--by", "week"}, 2, "--by 'week' is not day, station or product"},
+        {{"yield", "--since", "yesterday"}, 2, "--since 'yesterday' is not an ISO 8601 date or time"},
+        {{"yield", "--until", "2026-02-30"}, 2, "--until '2026-02-30' is not an ISO 8601 date or time"},
+        {{"yield", "--passed-only"}, 2, "unexpected '--passed-only'"},
+        {{"capability", "--plan"}, 2, "--plan needs a value"},
+        {{"control", "ping"}, 2, "control needs a STEP and a KEY"},
+        {{"control", "ping", "peak", "extra"}, 2, "unexpected 'extra'"},
+        {{"control", "ping", "peak", "--baseline", "1"}, 2, "--baseline '1' is not a count of 2 or more"},
+        {{"control", "ping", "peak", "--first-point", "0"}, 2, "--first-point '0' is not a point number from 1"},
+        {{"control", "ping", "peak", "--from", "-1"}, 2, "--from '-1' is not a sample index from 0"},
+        {{"control", "ping", "peak"}, 1, "no stored value of peak in step ping"},
+        {{"control", "ping", "peak\nfrom", "--from", "32"}, 1, "no stored value of peak\\x0afrom from 32 in step ping"},
+    };
+    for (const auto& c : cases)
+    {
+        const Outcome_T outcome = Command(c.arguments);
+        EXPECT_EQ(outcome.status, c.status) << c.arguments.join(' ').toStdString();
+        const std::string usage = c.status == 2 ? " (sonarstation help prints the usage)" : "";
+        EXPECT_EQ(outcome.err, "sonarstation: " + c.message + usage + "\n");
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Engines, Analytics, ::testing::Values("sqlite", "postgresql"));
+
+// Each series on a chart of centre 0 and sigma 1: the points that complete a rule's pattern.
+TEST(ControlRules, FlagThePointThatCompletesEachPattern)
+{
+    const struct
+    {
+        std::vector<double> values;
+        const char* flagged;
+    } cases[] = {
+        {{0, 3.2, 0, -3.2, 3}, "2 beyond-3-sigma; 4 beyond-3-sigma; "},
+        {{2.5, 0, 2.5, -2.5, 0}, "3 2-of-3-beyond-2-sigma; "},
+        {{2.5, 0, -2.5, 0}, ""},
+        {{1.5, 1.5, 0, 1.5, 1.5, -1.5}, "5 4-of-5-beyond-1-sigma; "},
+        {{1.5, 1.5, 0, -1.5, 1.5, 1.5}, ""},
+        {{0.5, 0.5, 0.5, 0.5, 0.5, 0.5, 0.5, 0.4, 0.3, -0.1}, "8 8-on-one-side; 9 8-on-one-side; "},
+        {{0.5, 0.5, 0.5, 0.5, 0.5, 0.5, 0, 0.5, 0.5}, ""},
+        {{-0.4, -0.3, -0.2, -0.1, 0.1, 0.2, 0.1}, "6 6-trending; "},
+        {{0.9, 0.8, 0.7, 0.6, 0.5, 0.4, 0.3, 0.2}, "6 6-trending; 7 6-trending; 8 8-on-one-side, 6-trending; "},
+        {{3.5, 2.5, 1.5, 1.2}, "1 beyond-3-sigma; 2 2-of-3-beyond-2-sigma; 4 4-of-5-beyond-1-sigma; "},
+    };
+    for (const auto& c : cases)
+    {
+        ControlChart_T chart;
+        chart.centre = 0;
+        chart.mrCentre = 3 / 2.66;
+        chart.ucl = 3;
+        chart.lcl = -3;
+        for (const double value : c.values)
+        {
+            ControlPoint_T point;
+            point.value = value;
+            chart.points.push_back(point);
+        }
+        CAnalytics::ApplyRules(chart);
+        std::string flagged;
+        for (size_t i = 0; i < chart.points.size(); ++i)
+            if (!chart.points[i].rules.isEmpty())
+                flagged += std::to_string(i + 1) + " " + chart.points[i].rules.join(", ").toStdString() + "; ";
+        EXPECT_EQ(flagged, c.flagged) << testing::PrintToString(c.values);
+    }
 }
