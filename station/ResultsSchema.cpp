@@ -93,7 +93,8 @@ CREATE TABLE sample_blocks (
 ALTER TABLE runs ADD COLUMN unreachable TEXT NOT NULL DEFAULT '')",
     // The analytics, as views a factory's own tools can read too (docs/analytics.md).
     // The indexes give the attempts in order without a sort, and a step's
-    // name and verdict without reading its report.
+    // name and verdict without reading its report: "try_number + 0" keeps
+    // SQLite from preferring the primary key, which reads the steps' rows.
     R"(CREATE INDEX runs_by_unit ON runs (serial, serial_bytes, plan_name, started, id);
 CREATE INDEX steps_by_try ON steps (run_id, step_index, try_number, met, name, verdict);
 CREATE INDEX steps_unmet ON steps (run_id, step_index, try_number) WHERE met = 0;
@@ -117,7 +118,7 @@ SELECT a.run_id, a.serial, a.plan_name, a.product, a.station, a.is_virtual, a.st
   m.step_index, st.name AS step, m.expectation, m.from_index, m.value, m.low, m.high, m.met
 FROM unit_attempts a
 JOIN measurements m ON m.run_id = a.run_id
-JOIN steps st ON st.run_id = m.run_id AND st.step_index = m.step_index AND st.try_number = m.try_number
+JOIN steps st ON st.run_id = m.run_id AND st.step_index = m.step_index AND st.try_number + 0 = m.try_number
 WHERE m.value_type IN ('integer', 'real')
   AND NOT EXISTS (SELECT 1 FROM steps later WHERE later.run_id = m.run_id AND later.step_index = m.step_index
                   AND later.try_number > m.try_number);
