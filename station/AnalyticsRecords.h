@@ -14,9 +14,9 @@
 // Which runs a question is about.
 struct AnalyticsFilter_T
 {
-    QString plan;           // plan_name; empty: every plan
-    QDateTime since;        // UTC, inclusive; invalid: open
-    QDateTime until;        // UTC, exclusive; invalid: open
+    QString plan;     // plan_name; empty: every plan
+    QDateTime since;  // UTC, inclusive; invalid: open
+    QDateTime until;  // UTC, exclusive; invalid: open
     bool withVirtual = false;
 };
 
@@ -37,6 +37,7 @@ struct YieldRow_T
 // A failed run's first failing step and that step's first unmet expectation.
 struct ParetoRow_T
 {
+    QString plan;
     QString step;
     QString key;  // an expectation's label, e.g. "peak from 32"
     long long failures = 0;
@@ -45,7 +46,7 @@ struct ParetoRow_T
 struct YieldReport_T
 {
     YieldRow_T total;
-    std::vector<YieldRow_T> groups;  // with --by, in the group's order
+    std::vector<YieldRow_T> groups;   // with --by, in the group's order
     std::vector<ParetoRow_T> pareto;  // most first
 };
 
@@ -76,6 +77,7 @@ struct CapabilityRow_T
 
 struct ControlPoint_T
 {
+    long long index = 0;  // in time order over the runs asked for, 1 the first
     QByteArray serial;
     QString runId;
     QDateTime time;  // the run's start, UTC

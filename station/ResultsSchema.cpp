@@ -91,6 +91,99 @@ CREATE TABLE sample_blocks (
     // What the result files say of a unit beside its steps.
     R"(ALTER TABLE runs ADD COLUMN unit_error TEXT NOT NULL DEFAULT '';
 ALTER TABLE runs ADD COLUMN unreachable TEXT NOT NULL DEFAULT '')",
+    // The analytics, as views a factory's own tools can read too (docs/analytics.md).
+    // The indexes give the attempts in order without a sort, and a step's
+    // name and verdict without reading its report: "try_number + 0" keeps
+    // SQLite from preferring the primary key, which reads the steps' rows.
+    R"(CREATE INDEX runs_by_unit ON runs (serial, serial_bytes, plan_name, started, id);
+CREATE INDEX steps_by_try ON steps (run_id, step_index, try_number, met, name, verdict);
+CREATE INDEX steps_unmet ON steps (run_id, step_index, try_number) WHERE met = 0;
+CREATE VIEW unit_attempts AS
+SELECT r.id AS run_id, r.serial, r.plan_name, r.product, s.host AS station, r.is_virtual, r.started, r.result,
+  ROW_NUMBER() OVER (PARTITION BY r.serial, r.serial_bytes, r.plan_name ORDER BY r.started, r.id) AS attempt,
+  r.serial_bytes
+FROM runs r JOIN sessions s ON s.id = r.session_id
+WHERE r.serial IS NOT NULL AND r.result <> 'aborted';
+CREATE VIEW unit_yields AS
+SELECT a.*, MIN(CASE WHEN a.result = 'passed' THEN a.attempt END)
+  OVER (PARTITION BY a.serial, a.serial_bytes, a.plan_name) AS passed_at
+FROM unit_attempts a;
+CREATE VIEW step_last_tries AS
+SELECT st.run_id, st.step_index, st.name, st.try_number AS tries, st.verdict, st.met
+FROM steps st
+WHERE NOT EXISTS (SELECT 1 FROM steps later WHERE later.run_id = st.run_id AND later.step_index = st.step_index
+                  AND later.try_number > st.try_number);
+CREATE VIEW measurement_values AS
+SELECT a.run_id, a.serial, a.plan_name, a.product, a.station, a.is_virtual, a.started, a.result, a.attempt,
+  m.step_index, st.name AS step, m.expectation, m.from_index, m.value, m.low, m.high, m.met
+FROM unit_attempts a
+JOIN measurements m ON m.run_id = a.run_id
+JOIN steps st ON st.run_id = m.run_id AND st.step_index = m.step_index AND st.try_number + 0 = m.try_number
+WHERE m.value_type IN ('integer', 'real')
+  AND NOT EXISTS (SELECT 1 FROM steps later WHERE later.run_id = m.run_id AND later.step_index = m.step_index
+                  AND later.try_number > m.try_number);
+CREATE VIEW first_failures AS
+SELECT run_id, serial, plan_name, product, station, is_virtual, started, step_index, step, key
+FROM (SELECT r.id AS run_id, r.serial, r.plan_name, r.product, s.host AS station, r.is_virtual, r.started,
+        st.step_index, st.name AS step,
+        COALESCE((SELECT CASE WHEN m.from_index > 0 THEN m.expectation || ' from ' || CAST(m.from_index AS TEXT)
+                           ELSE m.expectation END
+                  FROM measurements m
+                  WHERE m.run_id = st.run_id AND m.step_index = st.step_index AND m.try_number = st.try_number
+                    AND m.met = 0
+                  ORDER BY m.position LIMIT 1), st.verdict) AS key,
+        ROW_NUMBER() OVER (PARTITION BY r.id ORDER BY st.step_index) AS failing
+      FROM runs r
+      JOIN sessions s ON s.id = r.session_id
+      JOIN steps st ON st.run_id = r.id AND st.met = 0
+      WHERE r.serial IS NOT NULL AND r.result = 'failed'
+        AND NOT EXISTS (SELECT 1 FROM steps later WHERE later.run_id = st.run_id
+                        AND later.step_index = st.step_index AND later.try_number > st.try_number)) f
+WHERE failing = 1;
+CREATE VIEW yield_by_day AS
+SELECT SUBSTR(started, 1, 10) AS day, plan_name,
+  SUM(CASE WHEN attempt = 1 THEN 1 ELSE 0 END) AS units, COUNT(*) AS runs,
+  SUM(CASE WHEN result = 'passed' THEN 1 ELSE 0 END) AS passed_runs,
+  CAST(SUM(CASE WHEN attempt = 1 AND passed_at = 1 THEN 1 ELSE 0 END) AS %REAL%)
+    / NULLIF(SUM(CASE WHEN attempt = 1 THEN 1 ELSE 0 END), 0) AS fpy,
+  CAST(SUM(CASE WHEN attempt = 1 AND passed_at <= 2 THEN 1 ELSE 0 END) AS %REAL%)
+    / NULLIF(SUM(CASE WHEN attempt = 1 THEN 1 ELSE 0 END), 0) AS spy,
+  CAST(SUM(CASE WHEN attempt = 1 AND passed_at <= 3 THEN 1 ELSE 0 END) AS %REAL%)
+    / NULLIF(SUM(CASE WHEN attempt = 1 THEN 1 ELSE 0 END), 0) AS tpy,
+  CAST(SUM(CASE WHEN attempt = 1 AND passed_at IS NOT NULL THEN 1 ELSE 0 END) AS %REAL%)
+    / NULLIF(SUM(CASE WHEN attempt = 1 THEN 1 ELSE 0 END), 0) AS lpy,
+  CAST(SUM(CASE WHEN result = 'passed' THEN 1 ELSE 0 END) AS %REAL%) / COUNT(*) AS run_yield
+FROM unit_yields
+WHERE is_virtual = 0
+GROUP BY SUBSTR(started, 1, 10), plan_name;
+CREATE VIEW failure_pareto AS
+SELECT plan_name, step, key, COUNT(*) AS failures
+FROM first_failures WHERE is_virtual = 0
+GROUP BY plan_name, step, key;
+CREATE VIEW measurement_capability AS
+SELECT plan_name, step, expectation, from_index, n, mean, s, sw, lsl, usl,
+  CASE WHEN lsl IS NOT NULL AND usl IS NOT NULL THEN (usl - lsl) / (6 * NULLIF(sw, 0)) END AS cp,
+  CASE WHEN lsl IS NULL THEN (usl - mean) / (3 * NULLIF(sw, 0))
+       WHEN usl IS NULL OR mean - lsl < usl - mean THEN (mean - lsl) / (3 * NULLIF(sw, 0))
+       ELSE (usl - mean) / (3 * NULLIF(sw, 0)) END AS cpk,
+  CASE WHEN lsl IS NOT NULL AND usl IS NOT NULL THEN (usl - lsl) / (6 * NULLIF(s, 0)) END AS pp,
+  CASE WHEN lsl IS NULL THEN (usl - mean) / (3 * NULLIF(s, 0))
+       WHEN usl IS NULL OR mean - lsl < usl - mean THEN (mean - lsl) / (3 * NULLIF(s, 0))
+       ELSE (usl - mean) / (3 * NULLIF(s, 0)) END AS ppk,
+  failures
+FROM (SELECT plan_name, step, expectation, from_index, COUNT(*) AS n, AVG(value) AS mean,
+        CASE WHEN MIN(value) = MAX(value) AND COUNT(*) > 1 THEN 0.0
+             ELSE SQRT(SUM((value - centre) * (value - centre)) / NULLIF(COUNT(*) - 1, 0)) END AS s,
+        CASE WHEN MIN(value) = MAX(value) AND COUNT(*) > 1 THEN 0.0 ELSE AVG(moving_range) / 1.128 END AS sw,
+        MAX(lsl) AS lsl, MAX(usl) AS usl, SUM(CASE WHEN met = 0 THEN 1 ELSE 0 END) AS failures
+      FROM (SELECT plan_name, step, expectation, from_index, value, met,
+              AVG(value) OVER w AS centre,
+              ABS(value - LAG(value) OVER w) AS moving_range,
+              LAST_VALUE(low) OVER w AS lsl, LAST_VALUE(high) OVER w AS usl
+            FROM measurement_values WHERE is_virtual = 0
+            WINDOW w AS (PARTITION BY plan_name, step, expectation, from_index ORDER BY started, run_id, step_index
+                         ROWS BETWEEN UNBOUNDED PRECEDING AND UNBOUNDED FOLLOWING)) v
+      GROUP BY plan_name, step, expectation, from_index) c)",
 };
 }
 
