@@ -146,15 +146,6 @@ QString CExpectation::Expected() const
     return m_Key == "verdict" ? m_Verdicts.join(" or ") : RangeText(m_Min, m_Max);
 }
 
-QString CExpectation::Detail() const
-{
-    if (m_Key == "noise")
-        return QString("from %1 to %2").arg(m_From).arg(m_To);
-    if (m_Key == "ringdown")
-        return QString("below %1").arg(m_Level);
-    return QString();
-}
-
 QVariant CExpectation::Measure(const StepReport_T& report) const
 {
     if (m_Key == "reading")
@@ -215,7 +206,6 @@ ExpectationResult_T CExpectation::Evaluate(const StepReport_T& report, const QSt
     result.key = m_Key;
     result.expected = Expected();
     result.from = m_From;
-    result.detail = Detail();
     if (m_Key == "verdict")
     {
         result.measured = verdict;

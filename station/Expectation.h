@@ -14,15 +14,10 @@ struct ExpectationResult_T
     QString key;
     QString expected;
     int from = 0;       // the sample expectations look at the block from this index on
-    QString detail;     // the key's own window or level: "from 0 to 96", "below 40"; not kept in the database
     QVariant measured;  // invalid when nothing was measured
     bool met = false;
-    QString Label() const
-    {
-        if (!detail.isEmpty())
-            return key + " " + detail;
-        return from > 0 ? QString("%1 from %2").arg(key).arg(from) : key;
-    }
+    // What the database keeps of an expectation, so a result read back reads the same.
+    QString Label() const { return from > 0 ? QString("%1 from %2").arg(key).arg(from) : key; }
 };
 
 class CExpectation
@@ -54,7 +49,6 @@ private:
     QVariant MeasureNoise(const std::vector<int>& block) const;
     QVariant MeasureRingdown(const std::vector<int>& block) const;
     QString Expected() const;
-    QString Detail() const;
 
     QString m_Key;
     QStringList m_Verdicts;  // for "verdict": the accepted ones; "any" accepts all that finished
