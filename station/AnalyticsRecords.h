@@ -37,6 +37,7 @@ struct YieldRow_T
 // A failed run's first failing step and that step's first unmet expectation.
 struct ParetoRow_T
 {
+    QString plan;
     QString step;
     QString key;  // an expectation's label, e.g. "peak from 32"
     long long failures = 0;
@@ -76,6 +77,7 @@ struct CapabilityRow_T
 
 struct ControlPoint_T
 {
+    long long index = 0;  // in time order over the runs asked for, 1 the first
     QByteArray serial;
     QString runId;
     QDateTime time;  // the run's start, UTC

@@ -23,6 +23,8 @@ public:
     int Export(const QByteArrayList& arguments) const;
 
     static const char* Usage();
+    // Opens DB (empty: the default database) for reading; never makes one.
+    static bool Open(const QString& db, CResultsDb& results, QString& error);
 
 private:
     struct Options_T
@@ -37,7 +39,6 @@ private:
     };
 
     static bool Parse(const QByteArrayList& arguments, bool exporting, Options_T& options, QString& error);
-    static bool Open(const QString& db, CResultsDb& results, QString& error);
     bool Print(const QByteArray& bytes, QString& error) const;
     void Say(const QString& line) const;
     int Refuse(const QString& message) const;

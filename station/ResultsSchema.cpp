@@ -91,6 +91,93 @@ CREATE TABLE sample_blocks (
     // What the result files say of a unit beside its steps.
     R"(ALTER TABLE runs ADD COLUMN unit_error TEXT NOT NULL DEFAULT '';
 ALTER TABLE runs ADD COLUMN unreachable TEXT NOT NULL DEFAULT '')",
+    // The analytics, as views a factory's own tools can read too (docs/analytics.md).
+    R"(CREATE INDEX runs_by_plan ON runs (plan_name, serial, started);
+CREATE VIEW unit_attempts AS
+SELECT r.id AS run_id, r.serial, r.plan_name, r.product, s.host AS station, r.is_virtual, r.started, r.result,
+  ROW_NUMBER() OVER (PARTITION BY r.serial, r.serial_bytes, r.plan_name ORDER BY r.started, r.id) AS attempt,
+  r.serial_bytes
+FROM runs r JOIN sessions s ON s.id = r.session_id
+WHERE r.serial IS NOT NULL AND r.result <> 'aborted';
+CREATE VIEW unit_outcomes AS
+SELECT run_id, serial, plan_name, product, station, is_virtual, started, passed_at, serial_bytes
+FROM (SELECT a.*, MIN(CASE WHEN a.result = 'passed' THEN a.attempt END)
+        OVER (PARTITION BY a.serial, a.serial_bytes, a.plan_name) AS passed_at
+      FROM unit_attempts a) u
+WHERE attempt = 1;
+CREATE VIEW step_last_tries AS
+SELECT run_id, step_index, name, tries, verdict, met, try_number
+FROM (SELECT st.run_id, st.step_index, st.name, st.verdict, st.met, st.try_number,
+        COUNT(*) OVER (PARTITION BY st.run_id, st.step_index) AS tries,
+        MAX(st.try_number) OVER (PARTITION BY st.run_id, st.step_index) AS last_try
+      FROM steps st) t
+WHERE try_number = last_try;
+CREATE VIEW measurement_values AS
+SELECT a.run_id, a.serial, a.plan_name, a.product, a.station, a.is_virtual, a.started, a.result, a.attempt,
+  m.step_index, st.name AS step, m.expectation, m.from_index, m.value, m.low, m.high, m.met
+FROM unit_attempts a
+JOIN step_last_tries st ON st.run_id = a.run_id
+JOIN measurements m ON m.run_id = st.run_id AND m.step_index = st.step_index AND m.try_number = st.try_number
+WHERE m.value_type IN ('integer', 'real');
+CREATE VIEW first_failures AS
+SELECT run_id, serial, plan_name, product, station, is_virtual, started, attempt, step_index, step, key
+FROM (SELECT a.run_id, a.serial, a.plan_name, a.product, a.station, a.is_virtual, a.started, a.attempt,
+        st.step_index, st.name AS step,
+        COALESCE((SELECT CASE WHEN m.from_index > 0 THEN m.expectation || ' from ' || CAST(m.from_index AS TEXT)
+                           ELSE m.expectation END
+                  FROM measurements m
+                  WHERE m.run_id = st.run_id AND m.step_index = st.step_index AND m.try_number = st.try_number
+                    AND m.met = 0
+                  ORDER BY m.position LIMIT 1), st.verdict) AS key,
+        ROW_NUMBER() OVER (PARTITION BY a.run_id ORDER BY st.step_index) AS failing
+      FROM unit_attempts a JOIN step_last_tries st ON st.run_id = a.run_id AND st.met = 0
+      WHERE a.result = 'failed') f
+WHERE failing = 1;
+CREATE VIEW yield_by_day AS
+SELECT day, plan_name, SUM(units) AS units, SUM(runs) AS runs, SUM(passed_runs) AS passed_runs,
+  CAST(SUM(first_pass) AS %REAL%) / NULLIF(SUM(units), 0) AS fpy,
+  CAST(SUM(second_pass) AS %REAL%) / NULLIF(SUM(units), 0) AS spy,
+  CAST(SUM(third_pass) AS %REAL%) / NULLIF(SUM(units), 0) AS tpy,
+  CAST(SUM(any_pass) AS %REAL%) / NULLIF(SUM(units), 0) AS lpy,
+  CAST(SUM(passed_runs) AS %REAL%) / NULLIF(SUM(runs), 0) AS run_yield
+FROM (SELECT SUBSTR(started, 1, 10) AS day, plan_name, 1 AS units, 0 AS runs, 0 AS passed_runs,
+        CASE WHEN passed_at = 1 THEN 1 ELSE 0 END AS first_pass,
+        CASE WHEN passed_at <= 2 THEN 1 ELSE 0 END AS second_pass,
+        CASE WHEN passed_at <= 3 THEN 1 ELSE 0 END AS third_pass,
+        CASE WHEN passed_at IS NULL THEN 0 ELSE 1 END AS any_pass
+      FROM unit_outcomes WHERE is_virtual = 0
+      UNION ALL
+      SELECT SUBSTR(started, 1, 10), plan_name, 0, 1, CASE WHEN result = 'passed' THEN 1 ELSE 0 END, 0, 0, 0, 0
+      FROM unit_attempts WHERE is_virtual = 0) t
+GROUP BY day, plan_name;
+CREATE VIEW failure_pareto AS
+SELECT plan_name, step, key, COUNT(*) AS failures
+FROM first_failures WHERE is_virtual = 0
+GROUP BY plan_name, step, key;
+CREATE VIEW measurement_capability AS
+SELECT plan_name, step, expectation, from_index, n, mean, s, sw, lsl, usl,
+  CASE WHEN lsl IS NOT NULL AND usl IS NOT NULL THEN (usl - lsl) / (6 * NULLIF(sw, 0)) END AS cp,
+  CASE WHEN lsl IS NULL THEN (usl - mean) / (3 * NULLIF(sw, 0))
+       WHEN usl IS NULL OR mean - lsl < usl - mean THEN (mean - lsl) / (3 * NULLIF(sw, 0))
+       ELSE (usl - mean) / (3 * NULLIF(sw, 0)) END AS cpk,
+  CASE WHEN lsl IS NOT NULL AND usl IS NOT NULL THEN (usl - lsl) / (6 * NULLIF(s, 0)) END AS pp,
+  CASE WHEN lsl IS NULL THEN (usl - mean) / (3 * NULLIF(s, 0))
+       WHEN usl IS NULL OR mean - lsl < usl - mean THEN (mean - lsl) / (3 * NULLIF(s, 0))
+       ELSE (usl - mean) / (3 * NULLIF(s, 0)) END AS ppk,
+  failures
+FROM (SELECT plan_name, step, expectation, from_index, COUNT(*) AS n, AVG(value) AS mean,
+        CASE WHEN MIN(value) = MAX(value) AND COUNT(*) > 1 THEN 0.0
+             ELSE SQRT(SUM((value - centre) * (value - centre)) / NULLIF(COUNT(*) - 1, 0)) END AS s,
+        CASE WHEN MIN(value) = MAX(value) AND COUNT(*) > 1 THEN 0.0 ELSE AVG(moving_range) / 1.128 END AS sw,
+        MAX(lsl) AS lsl, MAX(usl) AS usl, SUM(CASE WHEN met = 0 THEN 1 ELSE 0 END) AS failures
+      FROM (SELECT plan_name, step, expectation, from_index, value, met,
+              AVG(value) OVER w AS centre,
+              ABS(value - LAG(value) OVER w) AS moving_range,
+              LAST_VALUE(low) OVER w AS lsl, LAST_VALUE(high) OVER w AS usl
+            FROM measurement_values WHERE is_virtual = 0
+            WINDOW w AS (PARTITION BY plan_name, step, expectation, from_index ORDER BY started, run_id, step_index
+                         ROWS BETWEEN UNBOUNDED PRECEDING AND UNBOUNDED FOLLOWING)) v
+      GROUP BY plan_name, step, expectation, from_index) c)",
 };
 }
 

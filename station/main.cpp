@@ -1,5 +1,6 @@
 // sonarstation: runs a test plan on many sonar units, real or virtual, and
 // turns every report into structured results, JUnit XML and an HTML report.
+#include "AnalyticsCommands.h"
 #include "CommandLine.h"
 #include "Console.h"
 #include "DbBench.h"
@@ -174,6 +175,14 @@ int main(int argc, char** argv)
         const CResultCommands commands(stdout, stderr);
         return command == "history" ? commands.History(raw) : commands.Export(raw);
     }
+    if (command == "yield" || command == "capability" || command == "control")
+    {
+        const CAnalyticsCommands analytics(stdout, stderr);
+        const QStringList rest = arguments.mid(1);
+        return command == "yield" ? analytics.Yield(rest)
+               : command == "capability" ? analytics.Capability(rest)
+                                         : analytics.Control(rest);
+    }
     StationOptions_T options;
     QString error;
     if (command == "run" && !CCommandLine().Parse(arguments.mid(1), options, error, bytes.mid(1)))
@@ -185,6 +194,6 @@ int main(int argc, char** argv)
     }
     if (command != "run")
         return Refuse(QString(command.isEmpty() ? "no command given" : "unknown command '" + command + "'") +
-                      "; the commands are run, history, export, sync and help");
+                      "; the commands are run, history, export, sync, yield, capability, control and help");
     return Run(options);
 }

@@ -1,0 +1,39 @@
+// Yields, the failure Pareto, capability and control charts, read from the
+// results database's analytics views. The database does the counting and the
+// sums; rows are streamed, never loaded whole.
+#pragma once
+
+#include "AnalyticsRecords.h"
+
+#include <QString>
+#include <QVariantList>
+
+#include <vector>
+
+class CResultsDb;
+
+class CAnalytics
+{
+public:
+    explicit CAnalytics(CResultsDb& db) : m_Db(db) {}
+
+    // BY: "" (total only), "day", "station" or "product".
+    bool Yield(const AnalyticsFilter_T& filter, const QString& by, YieldReport_T& report, QString& error) const;
+    // Worst Cpk first, those without one last.
+    bool Capability(const AnalyticsFilter_T& filter, bool passedOnly, std::vector<CapabilityRow_T>& rows,
+                    QString& error) const;
+    // The points of ID in time order from point FROMPOINT (1: the first),
+    // limits from the BASELINE points that start there.
+    bool Control(const AnalyticsFilter_T& filter, const MeasurementId_T& id, int fromPoint, int baseline,
+                 ControlChart_T& chart, QString& error) const;
+
+    // Flags CHART's points with the rules whose pattern each completes.
+    static void ApplyRules(ControlChart_T& chart);
+
+private:
+    bool YieldRows(const AnalyticsFilter_T& filter, const QString& group, std::vector<YieldRow_T>& rows,
+                   QString& error) const;
+    bool Pareto(const AnalyticsFilter_T& filter, std::vector<ParetoRow_T>& rows, QString& error) const;
+
+    CResultsDb& m_Db;
+};

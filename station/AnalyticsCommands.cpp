@@ -1,0 +1,219 @@
+#include "AnalyticsCommands.h"
+
+#include "Analytics.h"
+#include "AnalyticsFormat.h"
+#include "HistoryFormat.h"
+#include "ResultCommands.h"
+#include "ResultsDb.h"
+
+#include <QRegularExpression>
+
+#include <cerrno>
+#include <cstring>
+
+namespace
+{
+const char* const c_SeeUsage = " (sonarstation help prints the usage)";
+
+bool Count(const QString& text, int least, int& count)
+{
+    bool ok = false;
+    count = text.toInt(&ok);
+    return ok && count >= least;
+}
+}
+
+const char* CAnalyticsCommands::Usage()
+{
+    return "usage: sonarstation yield [--by day|station|product] [COMMON]\n"
+           "       sonarstation capability [--passed-only] [COMMON]\n"
+           "       sonarstation control STEP KEY [--from INDEX] [--first-point N] [--baseline N] [COMMON]\n"
+           "COMMON: [--db DB] [--plan NAME] [--since TIME] [--until TIME] [--virtual] [--json]\n"
+           "yield prints the units whose first attempt started in the window, their\n"
+           "first-pass, second-pass, third-pass and last-pass yields, the run yield and\n"
+           "the failures by first failing step. capability prints n, mean, sigmas, Cp,\n"
+           "Cpk, Pp and Ppk of every numeric measurement, worst Cpk first. control prints\n"
+           "the individuals and moving-range chart of the measurement KEY of step STEP\n"
+           "(--from INDEX: the key taken from sample INDEX, as the plan's 'from'), its\n"
+           "limits from the first N points (--baseline, default 20) from point\n"
+           "--first-point, and the points that break a rule. TIME is an ISO 8601 date\n"
+           "(its midnight UTC) or time; --until is exclusive. Virtual units are left out\n"
+           "unless --virtual is given. docs/analytics.md defines every figure.\n";
+}
+
+bool CAnalyticsCommands::ParseTime(const QString& text, QDateTime& time)
+{
+    static const QRegularExpression c_Date("^\\d{4}-\\d\\d-\\d\\d$");
+    static const QRegularExpression c_Time("^\\d{4}-\\d\\d-\\d\\dT\\d\\d:\\d\\d(:\\d\\d(\\.\\d+)?)?(Z|[+-]\\d\\d:\\d\\d)?$");
+    if (c_Date.match(text).hasMatch())
+    {
+        time = QDateTime(QDate::fromString(text, Qt::ISODate), QTime(0, 0), Qt::UTC);
+        return time.isValid();
+    }
+    if (!c_Time.match(text).hasMatch())
+        return false;
+    time = QDateTime::fromString(text, Qt::ISODateWithMs);
+    if (time.timeSpec() == Qt::LocalTime)
+        time.setTimeSpec(Qt::UTC);
+    time = time.toUTC();
+    return time.isValid();
+}
+
+bool CAnalyticsCommands::Parse(const QString& command, const QStringList& arguments, Options_T& options,
+                               QString& error)
+{
+    options = Options_T();
+    const bool control = command == "control";
+    for (int i = 0; i < arguments.size(); ++i)
+    {
+        const QString& word = arguments[i];
+        if (word == "--help" || word == "-h")
+        {
+            options.help = true;
+            return true;
+        }
+        const bool takesValue = word == "--db" || word == "--plan" || word == "--since" || word == "--until" ||
+                                (command == "yield" && word == "--by") ||
+                                (control && (word == "--from" || word == "--first-point" || word == "--baseline"));
+        if (takesValue && i + 1 >= arguments.size())
+        {
+            error = word + " needs a value" + c_SeeUsage;
+            return false;
+        }
+        const QString value = takesValue ? arguments[++i] : QString();
+        bool ok = true;
+        if (word == "--db")
+            options.db = value;
+        else if (word == "--plan")
+            options.filter.plan = value;
+        else if (word == "--since" || word == "--until")
+            ok = ParseTime(value, word == "--since" ? options.filter.since : options.filter.until);
+        else if (word == "--by")
+        {
+            options.by = value;
+            ok = value == "day" || value == "station" || value == "product";
+        }
+        else if (word == "--from")
+            ok = Count(value, 0, options.from);
+        else if (word == "--first-point")
+            ok = Count(value, 1, options.firstPoint);
+        else if (word == "--baseline")
+            ok = Count(value, 2, options.baseline);
+        else if (word == "--virtual")
+            options.filter.withVirtual = true;
+        else if (word == "--json")
+            options.json = true;
+        else if (command == "capability" && word == "--passed-only")
+            options.passedOnly = true;
+        else if (control && !word.startsWith("-") && options.subject.size() < 2)
+            options.subject << word;
+        else
+        {
+            error = QString("unexpected '%1'%2").arg(word, c_SeeUsage);
+            return false;
+        }
+        if (!ok)
+        {
+            error = QString("%1 '%2' is not %3%4")
+                        .arg(word, value,
+                             word == "--by"                                  ? "day, station or product"
+                             : word == "--since" || word == "--until"        ? "an ISO 8601 date or time"
+                             : word == "--baseline"                          ? "a count of 2 or more"
+                             : word == "--first-point"                       ? "a point number from 1"
+                                                                             : "a sample index from 0",
+                             c_SeeUsage);
+            return false;
+        }
+    }
+    if (control && options.subject.size() < 2)
+    {
+        error = QString("control needs a STEP and a KEY") + c_SeeUsage;
+        return false;
+    }
+    return true;
+}
+
+bool CAnalyticsCommands::Print(const QByteArray& bytes) const
+{
+    if (fwrite(bytes.constData(), 1, static_cast<size_t>(bytes.size()), m_Out) == static_cast<size_t>(bytes.size()) &&
+        fflush(m_Out) == 0)
+        return true;
+    fprintf(m_Messages, "sonarstation: standard output: %s\n", strerror(errno));
+    return false;
+}
+
+int CAnalyticsCommands::Refuse(const QString& message) const
+{
+    fprintf(m_Messages, "sonarstation: %s\n", CHistoryFormat::Printable(message).toLocal8Bit().constData());
+    fflush(m_Messages);
+    return 2;
+}
+
+int CAnalyticsCommands::Fail(const QString& message) const
+{
+    Refuse(message);
+    return 1;
+}
+
+int CAnalyticsCommands::Yield(const QStringList& arguments) const
+{
+    Options_T options;
+    QString error;
+    if (!Parse("yield", arguments, options, error))
+        return Refuse(error);
+    if (options.help)
+        return Print(Usage()) ? 0 : 1;
+    CResultsDb db;
+    if (!CResultCommands::Open(options.db, db, error))
+        return Refuse(error);
+    YieldReport_T report;
+    if (!CAnalytics(db).Yield(options.filter, options.by, report, error))
+        return Fail(error);
+    const QByteArray text = options.json ? CAnalyticsFormat::YieldJson(report, options.by)
+                                         : CAnalyticsFormat::YieldTable(report, options.by).toUtf8();
+    return Print(text) ? 0 : 1;
+}
+
+int CAnalyticsCommands::Capability(const QStringList& arguments) const
+{
+    Options_T options;
+    QString error;
+    if (!Parse("capability", arguments, options, error))
+        return Refuse(error);
+    if (options.help)
+        return Print(Usage()) ? 0 : 1;
+    CResultsDb db;
+    if (!CResultCommands::Open(options.db, db, error))
+        return Refuse(error);
+    std::vector<CapabilityRow_T> rows;
+    if (!CAnalytics(db).Capability(options.filter, options.passedOnly, rows, error))
+        return Fail(error);
+    const QByteArray text = options.json ? CAnalyticsFormat::CapabilityJson(rows)
+                                         : CAnalyticsFormat::CapabilityTable(rows).toUtf8();
+    return Print(text) ? 0 : 1;
+}
+
+int CAnalyticsCommands::Control(const QStringList& arguments) const
+{
+    Options_T options;
+    QString error;
+    if (!Parse("control", arguments, options, error))
+        return Refuse(error);
+    if (options.help)
+        return Print(Usage()) ? 0 : 1;
+    CResultsDb db;
+    if (!CResultCommands::Open(options.db, db, error))
+        return Refuse(error);
+    MeasurementId_T id{options.filter.plan, options.subject[0], options.subject[1], options.from};
+    ControlChart_T chart;
+    if (!CAnalytics(db).Control(options.filter, id, options.firstPoint, options.baseline, chart, error))
+        return Fail(error);
+    const QByteArray text =
+        options.json ? CAnalyticsFormat::ControlJson(chart) : CAnalyticsFormat::ControlTable(chart).toUtf8();
+    if (!Print(text))
+        return 1;
+    if (chart.points.empty())
+        return Fail(QString("no stored value of %1 in step %2")
+                        .arg(CAnalyticsFormat::Label(id.key, id.from), id.step));
+    return 0;
+}
