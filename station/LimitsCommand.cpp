@@ -371,9 +371,9 @@ int CLimitsCommand::Run(const QStringList& arguments) const
     long long lost = 0;
     if (!FirstAttempts(db, options.filter, units, passed, error) || !Lost(db, options.filter, proposals, lost, error))
         return Fail(error);
-    // What is written must read back as a plan with these limits.
+    // What is written must read back as a plan; its sent files as from the old one's folder.
     CPlan written;
-    if (!written.Parse(planText.Text(), options.out, error))
+    if (!written.Parse(planText.Text(), options.plan, error))
         return Fail("the new plan does not read back: " + error);
     if (!SaveFile(options.out, planText.Text(), error))
         return Fail(error);
