@@ -120,16 +120,16 @@ bool CAnalytics::YieldRows(const AnalyticsFilter_T& filter, const QString& group
     QVariantList values;
     const QString where = Conditions(filter, values);
     const QString real = m_Db.Postgresql() ? "DOUBLE PRECISION" : "REAL";
-    // A unit is its attempt 1; whether it passed by attempt 2, 3 or ever is on that row.
+    // A unit is its attempt 1, which knows the attempt it first passed at.
     const QString units = "SUM(CASE WHEN attempt = 1 THEN 1 ELSE 0 END)";
-    const QString share = "CAST(SUM(CASE WHEN attempt = 1 THEN %1 ELSE 0 END) AS " + real + ") / NULLIF(" + units + ", 0)";
+    const QString share =
+        "CAST(SUM(CASE WHEN attempt = 1 AND %1 THEN 1 ELSE 0 END) AS " + real + ") / NULLIF(" + units + ", 0)";
     const QString sql = "SELECT " + group + " AS g, " + units +
                         ", COUNT(*), SUM(CASE WHEN result = 'passed' THEN 1 ELSE 0 END), " +
-                        share.arg("CASE WHEN result = 'passed' THEN 1 ELSE 0 END") + ", " +
-                        share.arg("passed_within_2") + ", " + share.arg("passed_within_3") + ", " +
-                        share.arg("passed_later") + ", CAST(SUM(CASE WHEN result = 'passed' THEN 1 ELSE 0 END) AS " +
-                        real + ") / NULLIF(COUNT(*), 0) FROM unit_attempts WHERE " + where +
-                        " GROUP BY g ORDER BY g";
+                        share.arg("passed_at = 1") + ", " + share.arg("passed_at <= 2") + ", " +
+                        share.arg("passed_at <= 3") + ", " + share.arg("passed_at IS NOT NULL") +
+                        ", CAST(SUM(CASE WHEN result = 'passed' THEN 1 ELSE 0 END) AS " + real +
+                        ") / NULLIF(COUNT(*), 0) FROM unit_yields WHERE " + where + " GROUP BY g ORDER BY g";
     QSqlQuery query(m_Db.Connection());
     if (!m_Db.Exec(query, sql, values, error))
         return false;

@@ -11,6 +11,8 @@
 #include "StepRows.h"
 
 #include <QJsonDocument>
+#include <QSqlQuery>
+#include <QSqlRecord>
 #include <QTemporaryDir>
 #include <QUuid>
 
@@ -202,6 +204,30 @@ protected:
         }
     }
 
+    // A view's rows, a line each, its values '|' apart; numbers to ten digits.
+    std::string Rows(const QString& sql)
+    {
+        CResultsDb db;
+        QString error;
+        EXPECT_TRUE(db.Open(m_Target, error)) << error.toStdString();
+        QSqlQuery query(db.Connection());
+        EXPECT_TRUE(db.Exec(query, sql, {}, error)) << error.toStdString();
+        std::string rows;
+        while (query.next())
+        {
+            QStringList values;
+            for (int i = 0; i < query.record().count(); ++i)
+            {
+                const QVariant value = query.value(i);
+                values << (value.isNull()                        ? QString("null")
+                           : value.type() == QVariant::Double ? QString::number(value.toDouble(), 'g', 10)
+                                                              : value.toString());
+            }
+            rows += values.join('|').toStdString() + "\n";
+        }
+        return rows;
+    }
+
     struct Outcome_T
     {
         int status = -1;
@@ -333,6 +359,15 @@ TEST_P(Analytics, YieldsCountUnitsByTheirFirstAttemptOverTheWholeHistory)
         EXPECT_EQ(outcome.out, c.json) << c.arguments.join(' ').toStdString();
     }
 
+    // The views a factory reads say the same over the whole history.
+    EXPECT_EQ(Rows("SELECT * FROM yield_by_day ORDER BY day"),
+              "2026-02-28|cor.plan|1|1|0|0|1|1|1|0\n"
+              "2026-03-01|cor.plan|4|8|3|0.25|0.5|0.75|1|0.375\n"
+              "2026-03-02|cor.plan|1|5|2|0|0|0|0|0.4\n");
+    EXPECT_EQ(Rows("SELECT * FROM failure_pareto ORDER BY failures DESC, step, key"),
+              "cor.plan|ping|peak from 32|5\ncor.plan|pin|verdict|2\ncor.plan|battery|reading|1\n"
+              "cor.plan|ping|samples|1\n");
+
     const Outcome_T table = Command({"yield", "--since", "2026-03-01", "--by", "station"});
     EXPECT_EQ(table.out, "station  units  runs  FPY    SPY     TPY     LPY     run yield\n"
                          "all      5      13    20.0%  40.0%   60.0%   80.0%   38.5%\n"
@@ -405,6 +440,13 @@ TEST_P(Analytics, CapabilityOfTheLastTriesOfRunsInTimeOrder)
         EXPECT_EQ(outcome.status, 0) << outcome.err;
         EXPECT_EQ(outcome.out, c.json) << c.arguments.join(' ').toStdString();
     }
+    EXPECT_EQ(Rows("SELECT * FROM measurement_capability ORDER BY step, expectation"),
+              "cor.plan|battery|reading|0|4|12|0.7071067812|1.03427896|11.5|null|null|0.1611428571|null|"
+              "0.2357022604|1\n"
+              "cor.plan|hydro|level|0|1|3.5|null|null|1|5|null|null|null|null|0\n"
+              "cor.plan|ping|peak|32|5|250|7.071067812|6.64893617|200|300|2.506666667|2.506666667|2.357022604|"
+              "2.357022604|0\n"
+              "cor.plan|ping|samples|0|5|4|0|0|4|4|null|null|null|null|0\n");
     // The first two runs, as a table.
     EXPECT_EQ(Command({"capability", "--until", "2026-03-01T09:30"}).out,
               "plan      step     key           n  mean   s         sw        LSL   USL  Cp    Cpk    Pp       Ppk"
