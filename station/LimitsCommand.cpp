@@ -68,8 +68,7 @@ const char* CLimitsCommand::Usage()
            "NAME is the plan's name in the database (default: PLAN_FILE's file name).\n";
 }
 
-void CLimitsCommand::MedianMad(std::vector<double>& values, std::optional<double>& median,
-                               std::optional<double>& mad)
+void CLimitsCommand::MedianMad(std::vector<double>& values, std::optional<double>& median, std::optional<double>& mad)
 {
     median.reset();
     mad.reset();
@@ -269,8 +268,8 @@ bool CLimitsCommand::Lost(CResultsDb& db, const AnalyticsFilter_T& filter,
     return true;
 }
 
-bool CLimitsCommand::FirstAttempts(CResultsDb& db, const AnalyticsFilter_T& filter, long long& units,
-                                   long long& passed, QString& error)
+bool CLimitsCommand::FirstAttempts(CResultsDb& db, const AnalyticsFilter_T& filter, long long& units, long long& passed,
+                                   QString& error)
 {
     QVariantList bound;
     QSqlQuery query(db.Connection());

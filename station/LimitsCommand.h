@@ -27,9 +27,9 @@ struct LimitProposal_T
     long long n = 0;  // golden values
     std::optional<double> median;
     std::optional<double> mad;
-    bool decimal = false;   // the key takes decimals
-    bool outside = false;   // the golden values lie outside the plan's limits: these are kept
-    long long lost = 0;     // first-attempt passes the new limits would have failed
+    bool decimal = false;  // the key takes decimals
+    bool outside = false;  // the golden values lie outside the plan's limits: these are kept
+    long long lost = 0;    // first-attempt passes the new limits would have failed
 };
 
 class CLimitsCommand

@@ -205,9 +205,9 @@ TEST(SvgPlot, UnjudgedBlockMarksItsOwnPeakAndEscapes)
     EXPECT_FALSE(svg.contains("<5"));
     EXPECT_EQ(CSvgPlot().Render(block, {}).count("<g class=\"range"), 0);
     // An open side reaches the plot's edge; ".." alone (only from outside text) draws nothing.
-    const QString open = CSvgPlot().Render(
-        block, {Expect("peak", "5..", 0, 9, true), Expect("peak-index", "..2", 0, 1, true),
-                Expect("mean", "..", 0, 5.5, false), Expect("peak", "..inf", 1, 9, true)});
+    const QString open =
+        CSvgPlot().Render(block, {Expect("peak", "5..", 0, 9, true), Expect("peak-index", "..2", 0, 1, true),
+                                  Expect("mean", "..", 0, 5.5, false), Expect("peak", "..inf", 1, 9, true)});
     QStringList ranges;
     for (auto m = QRegularExpression("<g class=\"range[^>]*><rect [^>]*>").globalMatch(open); m.hasNext();)
         ranges << m.next().captured(0);

@@ -59,10 +59,10 @@ TEST(Limits, ProposalsRoundOutwardAndStayWithinThePlansLimits)
         p.oldMin = c.oldMin;
         p.oldMax = c.oldMax;
         CLimitsCommand::Propose(values, c.k, c.decimal, p);
-        EXPECT_EQ(Text(p.median) + " " + Text(p.mad) + " " +
-                      (CLimitsCommand::Range(p.newMin, p.newMax, c.decimal) + (p.outside ? " outside" : ""))
-                          .toStdString(),
-                  c.expected);
+        EXPECT_EQ(
+            Text(p.median) + " " + Text(p.mad) + " " +
+                (CLimitsCommand::Range(p.newMin, p.newMax, c.decimal) + (p.outside ? " outside" : "")).toStdString(),
+            c.expected);
         EXPECT_EQ(p.n, static_cast<long long>(c.values.size()));
     }
 }
@@ -110,9 +110,9 @@ const char* const c_Plan = "# Echo and board of a hand-made lot.\n"
 
 // SERIAL HOUR RESULT [virtual] PEAK NOISE RINGDOWN READING, on 2026-03-01.
 const char* const c_Lot[] = {
-    "U1 08 passed 204 4.0 14 500",   "U2 09 passed 206 4.5 15 500", "U3 10 passed 207 5.0 15 500",
-    "U4 11 passed 208 5.5 15 500",   "U5 12 passed 213 9.0 16 500", "U6 13 failed 190 5.0 15 500",
-    "U6 14 passed 212 5.0 15 500",   "U7 15 aborted 100 1 1 1",     "V1 16 passed virtual 200 11 3 600",
+    "U1 08 passed 204 4.0 14 500", "U2 09 passed 206 4.5 15 500", "U3 10 passed 207 5.0 15 500",
+    "U4 11 passed 208 5.5 15 500", "U5 12 passed 213 9.0 16 500", "U6 13 failed 190 5.0 15 500",
+    "U6 14 passed 212 5.0 15 500", "U7 15 aborted 100 1 1 1",     "V1 16 passed virtual 200 11 3 600",
 };
 
 std::unique_ptr<CPgCluster> s_Cluster;
@@ -264,32 +264,33 @@ TEST_P(LimitsDb, ProposesFromFirstPassesAndTellsTheYieldTheyWouldHaveGiven)
         std::string rows;
         while (query.next())
             for (int c = 0; c < 4; ++c)
-                rows += (query.value(c).isNull() ? "NULL" : query.value(c).toString().toStdString()) +
-                        (c < 3 ? "|" : "\n");
+                rows +=
+                    (query.value(c).isNull() ? "NULL" : query.value(c).toString().toStdString()) + (c < 3 ? "|" : "\n");
         EXPECT_EQ(rows, "peak|200..215|200|215\nnoise|..12|NULL|12\nringdown|..20|NULL|20\nreading|362..617|362|617\n");
     }
     // U1 to U5 passed first: 5 of the 6 units (U7's run was aborted, V1 is virtual).
     // peak 207 +- 2 x 1.4826 x 1 leaves U5's 213 out; noise 5 +- 2 x 1.4826 x 0.5
     // its 9.0; ringdown 15 and reading 500 have a MAD of 0, taken as one step.
-    EXPECT_EQ(Limits({"--k", "2"}), "0\n"
-                                    "step  key            old       new               n  median  mad  fpy old  fpy new\n"
-                                    "ping  peak from 32   200..215  204..210          5  207     1    83.3%    66.7%\n"
-                                    "ping  noise from 32  ..12      3.517..6.483      5  5       0.5  83.3%    66.7%\n"
-                                    "ping  ringdown       ..20      12..18            5  15      0    83.3%    83.3%\n"
-                                    "temp  reading        362..617  499.997..500.003  5  500     0    83.3%    83.3%\n"
-                                    "6 unit(s) of plan p.txt on a first attempt: FPY 83.3%, with all the new limits "
-                                    "66.7%\n"
-                                    "new plan written to DIR/new.txt\n"
-                                    "--\n"
-                                    "# Echo and board of a hand-made lot.\n"
-                                    "step ping xkping t.txt 0 1\n"
-                                    "expect peak 204..210 from 32\n"
-                                    "expect noise 3.517..6.483 from 32 to 112\n"
-                                    "\n"
-                                    "# The bang rings down fast.\n"
-                                    "expect ringdown 12..18 below 50\n"
-                                    "step temp lcdtemperature\n"
-                                    "expect reading 499.997..500.003\n");
+    EXPECT_EQ(Limits({"--k", "2"}),
+              "0\n"
+              "step  key            old       new               n  median  mad  fpy old  fpy new\n"
+              "ping  peak from 32   200..215  204..210          5  207     1    83.3%    66.7%\n"
+              "ping  noise from 32  ..12      3.517..6.483      5  5       0.5  83.3%    66.7%\n"
+              "ping  ringdown       ..20      12..18            5  15      0    83.3%    83.3%\n"
+              "temp  reading        362..617  499.997..500.003  5  500     0    83.3%    83.3%\n"
+              "6 unit(s) of plan p.txt on a first attempt: FPY 83.3%, with all the new limits "
+              "66.7%\n"
+              "new plan written to DIR/new.txt\n"
+              "--\n"
+              "# Echo and board of a hand-made lot.\n"
+              "step ping xkping t.txt 0 1\n"
+              "expect peak 204..210 from 32\n"
+              "expect noise 3.517..6.483 from 32 to 112\n"
+              "\n"
+              "# The bang rings down fast.\n"
+              "expect ringdown 12..18 below 50\n"
+              "step temp lcdtemperature\n"
+              "expect reading 499.997..500.003\n");
 }
 
 TEST_P(LimitsDb, GoldenUnitsVirtualUnitsAndAnEmptyWindow)

@@ -377,8 +377,7 @@ TEST(StationDb, ALotOfTwentyShowsItsSpreadAndFailsItsDefectiveUnit)
               Lines(QStringList({"ql4k#16|0", "ql4k#16|0"})));
     // Limits learned from the lot's first passes keep its good units passing.
     const QString learned = dir.filePath("learned.txt");
-    const StationRun_T limits =
-        RunStation({"limits", PlanFile("cor.txt"), "--db", db, "--virtual", "--out", learned});
+    const StationRun_T limits = RunStation({"limits", PlanFile("cor.txt"), "--db", db, "--virtual", "--out", learned});
     ASSERT_EQ(limits.exitCode, 0) << limits.errors.toStdString();
     EXPECT_TRUE(limits.output.contains("20 unit(s) of plan cor.txt on a first attempt: FPY 95.0%, with all the new "
                                        "limits 95.0%\n"))
