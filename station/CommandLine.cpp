@@ -126,6 +126,7 @@ const char* CCommandLine::Usage()
            "       sonarstation export RUN_ID [--db DB] [--json FILE|-] [--junit FILE] [--report DIR]\n"
            "                                      (history --help, export --help: what they do)\n"
            "       sonarstation yield|capability|control ...   (yield --help: the analytics)\n"
+           "       sonarstation limits PLAN_FILE --out NEW_PLAN ...   (limits --help: limits from good units)\n"
            "       sonarstation help\n"
            "Runs the plan's steps on every unit: --unit is a fresh virtual unit of PROFILE\n"
            "(vunit --list lists them), --ssh a real unit reached with ssh in batch mode,\n"

@@ -49,14 +49,19 @@ QString E(const QString& text)
     return text.toHtmlEscaped();
 }
 
+// An open side is infinite here; it reaches the plot's edge once the frame is known.
 bool Range(const ExpectationResult_T& expectation, double& min, double& max)
 {
     const QStringList parts = expectation.expected.split("..");
-    bool ok1 = false;
-    bool ok2 = false;
-    min = parts.first().toDouble(&ok1);
-    max = parts.last().toDouble(&ok2);
-    return ok1 && ok2;
+    const bool openLow = parts.size() == 2 && parts.first().isEmpty();
+    const bool openHigh = parts.size() == 2 && parts.last().isEmpty();
+    if (parts.size() > 2 || (openLow && openHigh))
+        return false;
+    bool ok1 = openLow;
+    bool ok2 = openHigh;
+    min = openLow ? -HUGE_VAL : parts.first().toDouble(&ok1);
+    max = openHigh ? HUGE_VAL : parts.last().toDouble(&ok2);
+    return ok1 && ok2 && (openLow || std::isfinite(min)) && (openHigh || std::isfinite(max));
 }
 
 bool IsSampleKey(const QString& key)
@@ -131,8 +136,8 @@ QString CSvgPlot::Render(const SampleBlock_T& block, const std::vector<Expectati
         const bool ranged = Range(expectation, band.min, band.max);
         if (ranged && (expectation.key == "peak" || expectation.key == "mean"))
         {
-            frame.yMin = std::min(frame.yMin, band.min);
-            frame.yMax = std::max(frame.yMax, band.max);
+            frame.yMin = std::isfinite(band.min) ? std::min(frame.yMin, band.min) : frame.yMin;
+            frame.yMax = std::isfinite(band.max) ? std::max(frame.yMax, band.max) : frame.yMax;
         }
         if (ranged && (expectation.key == "peak" || expectation.key == "mean" || expectation.key == "peak-index"))
         {
@@ -145,6 +150,11 @@ QString CSvgPlot::Render(const SampleBlock_T& block, const std::vector<Expectati
             peakFroms.insert(expectation.from);
     }
     frame.yMax = std::ceil(frame.yMax * 1.05);
+    for (Band_T& band : bands)
+    {
+        band.min = std::isfinite(band.min) ? band.min : band.indices() ? 0 : frame.yMin;
+        band.max = std::isfinite(band.max) ? band.max : band.indices() ? frame.xMax : frame.yMax;
+    }
     if (peakFroms.empty())
         peakFroms.insert(0);
     std::vector<Peak_T> peaks;

@@ -4,6 +4,7 @@
 #include "CommandLine.h"
 #include "Console.h"
 #include "DbBench.h"
+#include "LimitsCommand.h"
 #include "LiveReport.h"
 #include "Plan.h"
 #include "ReportParser.h"
@@ -267,6 +268,8 @@ int main(int argc, char** argv)
                : command == "capability" ? analytics.Capability(rest)
                                          : analytics.Control(rest);
     }
+    if (command == "limits")
+        return CLimitsCommand(stdout, stderr).Run(arguments.mid(1));
     StationOptions_T options;
     QString error;
     if (command == "run" && !CCommandLine().Parse(arguments.mid(1), options, error, bytes.mid(1)))
@@ -278,6 +281,6 @@ int main(int argc, char** argv)
     }
     if (command != "run")
         return Refuse(QString(command.isEmpty() ? "no command given" : "unknown command '" + command + "'") +
-                      "; the commands are run, history, export, sync, yield, capability, control and help");
+                      "; the commands are run, history, export, sync, yield, capability, control, limits and help");
     return Run(options);
 }

@@ -2,6 +2,7 @@
 // into the station's JUnit and JSON results, which must stay readable.
 #include "JsonWriter.h"
 #include "JunitWriter.h"
+#include "Plan.h"
 #include "ReportParser.h"
 
 #include <QJsonDocument>
@@ -30,6 +31,22 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         samples += block.samples.size();
     // Every sample takes at least two bytes of the text: a digit and a separator, or three digits.
     Require(samples <= size / 2 + 1);
+
+    // Every measuring key on whatever blocks came, and the same bytes read as a
+    // plan (without send: it opens files), judging them too: no crash either way.
+    static const char* const c_Plan = "step a x\nexpect peak 1.. from 3\nexpect peak-index ..9\nexpect mean 1..2\n"
+                                      "expect samples 5.. from 2\nexpect noise ..12 from 2 to 9\n"
+                                      "expect ringdown 0..9 below 50\nexpect reading 1\nexpect errors 0\n";
+    for (const QByteArray& planText : {QByteArray(c_Plan), text})
+    {
+        CPlan plan;
+        QString error;
+        if (planText.contains("send") || !plan.Parse(planText, "fuzz.txt", error))
+            continue;
+        for (const PlanStep_T& planStep : plan.Steps())
+            for (const CExpectation& expectation : planStep.expectations)
+                Require(!expectation.Evaluate(report, report.verdict).expected.isEmpty());
+    }
 
     StationResults_T results;
     results.plan = "fuzz.txt";

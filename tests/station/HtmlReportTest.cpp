@@ -319,6 +319,19 @@ TEST(SvgPlot, UnjudgedBlockMarksItsOwnPeakAndEscapes)
     EXPECT_TRUE(svg.contains("<text x=\"24\">peak: 9 at index 1</text>"));
     EXPECT_FALSE(svg.contains("<5"));
     EXPECT_EQ(CSvgPlot().Render(block, {}).count("<g class=\"range"), 0);
+    // An open side reaches the plot's edge; ".." alone (only from outside text) draws nothing.
+    const QString open =
+        CSvgPlot().Render(block, {Expect("peak", "5..", 0, 9, true), Expect("peak-index", "..2", 0, 1, true),
+                                  Expect("mean", "..", 0, 5.5, false), Expect("peak", "..inf", 1, 9, true)});
+    QStringList ranges;
+    for (auto m = QRegularExpression("<g class=\"range[^>]*><rect [^>]*>").globalMatch(open); m.hasNext();)
+        ranges << m.next().captured(0);
+    // 5 up to the axis's top of 10 (9 + 5 %) is the upper half of 252 px; 0..2 of 0..3 is 2/3 of 788 px.
+    EXPECT_EQ(ranges.join('\n').toStdString(),
+              "<g class=\"range peak\"><rect x=\"64.0\" y=\"48.0\" width=\"788.0\" height=\"126.0\" "
+              "fill=\"#2e9e44\" fill-opacity=\"0.18\" stroke=\"#2e9e44\" stroke-dasharray=\"4 3\"/>\n"
+              "<g class=\"range peak-index\"><rect x=\"64.0\" y=\"48.0\" width=\"525.3\" height=\"252.0\" "
+              "fill=\"#2e9e44\" fill-opacity=\"0.18\" stroke=\"#2e9e44\" stroke-dasharray=\"4 3\"/>");
 
     // Windows close together: each label goes just after the one before, 8 px a character.
     block.samples.assign(1000, 1);

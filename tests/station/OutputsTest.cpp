@@ -23,8 +23,8 @@ protected:
         s_Dir = new QTemporaryDir;
         QFile plan(s_Dir->filePath("plan.txt"));
         ASSERT_TRUE(plan.open(QIODevice::WriteOnly));
-        plan.write("step xk xkping 200kHPShort.txt 0 1\nexpect peak 240..255\nexpect peak-index 5..9 from 32\nexpect "
-                   "mean 0..100\n"
+        plan.write("step xk xkping 200kHPShort.txt 0 1\nexpect peak 240..255\nexpect peak-index ..9 from 32\nexpect "
+                   "mean 0..\n"
                    "step volts batteryvoltage\nexpect reading 3012\n");
         plan.close();
         s_Run = RunStation({"run", plan.fileName(), "--unit", "ql4k", "--unit", "varrow", "-j2", "--json",
@@ -57,7 +57,7 @@ TEST_F(Outputs, TheConsoleSaysWhatWasNotMetAndWhereTheResultsAre)
     EXPECT_EQ(
         (progress + lines.mid(4)).join('\n').toStdString(),
         QStringList({"ql4k volts: performed, met (T s)",
-                     "ql4k xk: passed, NOT MET: peak-index from 32 expected 5..9, measured 122 (T s)",
+                     "ql4k xk: passed, NOT MET: peak-index from 32 expected ..9, measured 122 (T s)",
                      "varrow volts: performed, met (T s)",
                      "varrow xk: failed, NOT MET: verdict expected passed or performed, measured failed (T s)",
                      "ql4k, serial 0412345678: NOT MET, 1 of 2 steps not met: xk; first unmet: xk peak-index from 32 "
@@ -96,7 +96,7 @@ TEST_F(Outputs, JsonHoldsEveryField)
     EXPECT_TRUE(xk["reading"].isNull());
     EXPECT_EQ(
         xk["expectations"][2].toObject(),
-        (QJsonObject{{"key", "peak-index"}, {"expected", "5..9"}, {"from", 32}, {"measured", 122}, {"met", false}}));
+        (QJsonObject{{"key", "peak-index"}, {"expected", "..9"}, {"from", 32}, {"measured", 122}, {"met", false}}));
     const QJsonObject failed = units[1]["steps"][0].toObject();
     EXPECT_EQ(failed["verdict"].toString(), "failed");
     EXPECT_EQ(failed["errors"].toArray(),
@@ -127,12 +127,12 @@ TEST_F(Outputs, JunitHasASuitePerUnitAndAFailurePerUnmetExpectation)
     EXPECT_FALSE(xml.hasError()) << xml.errorString().toStdString();
     EXPECT_EQ(
         outline.toStdString(),
-        "suite ql4k tests=2 failures=1\n case ql4k/xk\n  failure peak-index from 32: expected 5..9, measured 122\n"
+        "suite ql4k tests=2 failures=1\n case ql4k/xk\n  failure peak-index from 32: expected ..9, measured 122\n"
         "  out 1\n case ql4k/volts\n  out 1\n"
         "suite varrow tests=2 failures=1\n case varrow/xk\n  failure verdict: expected passed or performed, "
         "measured failed\n  failure peak: expected 240..255, measured nothing measured\n"
-        "  failure peak-index from 32: expected 5..9, measured nothing measured\n"
-        "  failure mean: expected 0..100, measured nothing measured\n  out 1\n"
+        "  failure peak-index from 32: expected ..9, measured nothing measured\n"
+        "  failure mean: expected 0.., measured nothing measured\n  out 1\n"
         " case varrow/volts\n  out 1\n");
 }
 
@@ -160,13 +160,13 @@ TEST_F(Outputs, HtmlReportIsAGridOfLinkedSelfContainedPages)
     EXPECT_EQ(plot.count("<svg "), 1);
     for (const char* part :
          {">sample index</text>", ">amplitude</text>", "class=\"range peak\"", "class=\"range peak-index\"",
-          "</tspan> peak-index from 32: expected 5..9, measured 122, NOT met</text>", "<polyline class=\"samples\"",
+          "</tspan> peak-index from 32: expected ..9, measured 122, NOT met</text>", "<polyline class=\"samples\"",
           "<text x=\"24\">peak from 32: 200 at index 122</text>", "<g class=\"window\">"})
         EXPECT_TRUE(plot.contains(part)) << part;
     EXPECT_EQ(plot.section("points=\"", 1).section('"', 0, 0).split(' ').size(), 1024);
     // The page rounds a mean to six significant digits; the JSON keeps them all.
     const QRegularExpressionMatch mean =
-        QRegularExpression("<td>mean</td><td>0..100</td><td>([0-9.]+)</td>").match(plot);
+        QRegularExpression("<td>mean</td><td>0..</td><td>([0-9.]+)</td>").match(plot);
     ASSERT_TRUE(mean.hasMatch());
     EXPECT_EQ(mean.captured(1).toDouble(),
               QString::number(

@@ -329,6 +329,14 @@ TEST(StationDb, ALotOfTwentyShowsItsSpreadAndFailsItsDefectiveUnit)
     EXPECT_EQ(Rows(db, "SELECT r.unit, m.met FROM measurements m JOIN runs r ON r.id = m.run_id WHERE m.met = 0 AND "
                        "m.expectation = 'peak' ORDER BY m.step_index"),
               Lines(QStringList({"ql4k#16|0", "ql4k#16|0"})));
+    // Limits learned from the lot's first passes keep its good units passing.
+    const QString learned = dir.filePath("learned.txt");
+    const StationRun_T limits = RunStation({"limits", PlanFile("cor.txt"), "--db", db, "--virtual", "--out", learned});
+    ASSERT_EQ(limits.exitCode, 0) << limits.errors.toStdString();
+    EXPECT_TRUE(limits.output.contains("20 unit(s) of plan cor.txt on a first attempt: FPY 95.0%, with all the new "
+                                       "limits 95.0%\n"))
+        << limits.output.toStdString();
+    EXPECT_EQ(RunStation({"run", learned, "--lot", "ql4k:3:1", "--db", "none"}).exitCode, 0);
     // A retest of unit 7 is its second attempt, with other noise.
     ASSERT_EQ(RunStation({"run", PlanFile("cor.txt"), "--lot", "ql4k:1:7", "--db", db}).exitCode, 1);
     EXPECT_EQ(Rows(db, "SELECT attempt, result FROM runs WHERE serial = 'VQL4K-0007' ORDER BY attempt"),

@@ -263,7 +263,8 @@ TEST(StationRun, RefusesMistakesBeforeRunningAnything)
         QStringList arguments;
         QString line;
     } cases[] = {
-        {{"run", plan, "--unit", "varrow"}, plan + ":2: peak-index takes MIN..MAX or one whole number, not 'x'"},
+        {{"run", plan, "--unit", "varrow"},
+         plan + ":2: peak-index takes MIN..MAX, MIN.., ..MAX or one whole number, not 'x'"},
         {{"run", good, "--unit", "varow"}, "sonarstation: --unit varow: no such profile; did you mean varrow?"},
         {{"run", good, "--unit", "varrow", "--unit", "qll4k"},
          "sonarstation: --unit qll4k: no such profile; did you mean ql4k?"},
@@ -317,11 +318,11 @@ TEST(StationRun, RefusesMistakesBeforeRunningAnything)
          "sonarstation: --db: a password does not belong on the command line; libpq reads it from ~/.pgpass, "
          "PGPASSFILE or PGPASSWORD"},
         {{"go"},
-         "sonarstation: unknown command 'go'; the commands are run, history, export, sync, yield, capability, control "
-         "and help"},
+         "sonarstation: unknown command 'go'; the commands are run, history, export, sync, yield, capability, control, "
+         "limits and help"},
         {{},
-         "sonarstation: no command given; the commands are run, history, export, sync, yield, capability, control "
-         "and help"},
+         "sonarstation: no command given; the commands are run, history, export, sync, yield, capability, control, "
+         "limits and help"},
         // Reading never makes a database.
         {{"history", "SN-1", "--db", d + "/results.db"},
          "sonarstation: results database " + d + "/results.db: there is no such file"},
