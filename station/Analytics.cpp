@@ -119,21 +119,17 @@ bool CAnalytics::YieldRows(const AnalyticsFilter_T& filter, const QString& group
 {
     QVariantList values;
     const QString where = Conditions(filter, values);
-    values += values;
     const QString real = m_Db.Postgresql() ? "DOUBLE PRECISION" : "REAL";
-    const QString share = "CAST(SUM(%1) AS " + real + ") / NULLIF(SUM(%2), 0)";
-    const QString sql =
-        "SELECT g, SUM(units), SUM(runs), SUM(passed_runs), " + share.arg("first_pass", "units") + ", " +
-        share.arg("second_pass", "units") + ", " + share.arg("third_pass", "units") + ", " +
-        share.arg("any_pass", "units") + ", " + share.arg("passed_runs", "runs") +
-        " FROM (SELECT " + group +
-        " AS g, 1 AS units, 0 AS runs, 0 AS passed_runs, CASE WHEN passed_at = 1 THEN 1 ELSE 0 END AS first_pass, "
-        "CASE WHEN passed_at <= 2 THEN 1 ELSE 0 END AS second_pass, "
-        "CASE WHEN passed_at <= 3 THEN 1 ELSE 0 END AS third_pass, "
-        "CASE WHEN passed_at IS NULL THEN 0 ELSE 1 END AS any_pass FROM unit_outcomes WHERE " +
-        where + " UNION ALL SELECT " + group +
-        ", 0, 1, CASE WHEN result = 'passed' THEN 1 ELSE 0 END, 0, 0, 0, 0 FROM unit_attempts WHERE " + where +
-        ") t GROUP BY g ORDER BY g";
+    // A unit is its attempt 1; whether it passed by attempt 2, 3 or ever is on that row.
+    const QString units = "SUM(CASE WHEN attempt = 1 THEN 1 ELSE 0 END)";
+    const QString share = "CAST(SUM(CASE WHEN attempt = 1 THEN %1 ELSE 0 END) AS " + real + ") / NULLIF(" + units + ", 0)";
+    const QString sql = "SELECT " + group + " AS g, " + units +
+                        ", COUNT(*), SUM(CASE WHEN result = 'passed' THEN 1 ELSE 0 END), " +
+                        share.arg("CASE WHEN result = 'passed' THEN 1 ELSE 0 END") + ", " +
+                        share.arg("passed_within_2") + ", " + share.arg("passed_within_3") + ", " +
+                        share.arg("passed_later") + ", CAST(SUM(CASE WHEN result = 'passed' THEN 1 ELSE 0 END) AS " +
+                        real + ") / NULLIF(COUNT(*), 0) FROM unit_attempts WHERE " + where +
+                        " GROUP BY g ORDER BY g";
     QSqlQuery query(m_Db.Connection());
     if (!m_Db.Exec(query, sql, values, error))
         return false;
@@ -182,7 +178,7 @@ bool CAnalytics::Capability(const AnalyticsFilter_T& filter, bool passedOnly, st
                           "ELSE (usl - mean) / (3 * NULLIF(%1, 0)) END";
     const QString spread = "CASE WHEN lsl IS NOT NULL AND usl IS NOT NULL THEN (usl - lsl) / (6 * NULLIF(%1, 0)) END";
     const QString sql =
-        "SELECT plan_name, step, expectation, from_index, n, mean, s, sw, lsl, usl, " + spread.arg("sw") +
+        "SELECT * FROM (SELECT plan_name, step, expectation, from_index, n, mean, s, sw, lsl, usl, " + spread.arg("sw") +
         " AS cp, " + index.arg("sw") + " AS cpk, " + spread.arg("s") + " AS pp, " + index.arg("s") +
         " AS ppk, failures FROM ("
         "SELECT plan_name, step, expectation, from_index, COUNT(*) AS n, AVG(value) AS mean, "
@@ -196,7 +192,8 @@ bool CAnalytics::Capability(const AnalyticsFilter_T& filter, bool passedOnly, st
         where +
         " WINDOW w AS (PARTITION BY plan_name, step, expectation, from_index ORDER BY started, run_id, step_index "
         "ROWS BETWEEN UNBOUNDED PRECEDING AND UNBOUNDED FOLLOWING)) v "
-        "GROUP BY plan_name, step, expectation, from_index) c "
+        "GROUP BY plan_name, step, expectation, from_index) c) r "
+        // PostgreSQL orders by an output column only by its bare name.
         "ORDER BY CASE WHEN cpk IS NULL THEN 1 ELSE 0 END, cpk, plan_name, step, expectation, from_index";
     QSqlQuery query(m_Db.Connection());
     if (!m_Db.Exec(query, sql, values, error))

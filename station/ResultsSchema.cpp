@@ -92,36 +92,40 @@ CREATE TABLE sample_blocks (
     R"(ALTER TABLE runs ADD COLUMN unit_error TEXT NOT NULL DEFAULT '';
 ALTER TABLE runs ADD COLUMN unreachable TEXT NOT NULL DEFAULT '')",
     // The analytics, as views a factory's own tools can read too (docs/analytics.md).
-    R"(CREATE INDEX runs_by_plan ON runs (plan_name, serial, started);
+    // The indexes give the attempts in order without a sort, and a step's
+    // name and verdict without reading its report.
+    R"(CREATE INDEX runs_by_unit ON runs (serial, serial_bytes, plan_name, started, id);
+CREATE INDEX steps_by_try ON steps (run_id, step_index, try_number, met, name, verdict);
+CREATE INDEX steps_unmet ON steps (run_id, step_index, try_number) WHERE met = 0;
 CREATE VIEW unit_attempts AS
 SELECT r.id AS run_id, r.serial, r.plan_name, r.product, s.host AS station, r.is_virtual, r.started, r.result,
-  ROW_NUMBER() OVER (PARTITION BY r.serial, r.serial_bytes, r.plan_name ORDER BY r.started, r.id) AS attempt,
-  r.serial_bytes
+  ROW_NUMBER() OVER w AS attempt,
+  MAX(CASE WHEN r.result = 'passed' THEN 1 ELSE 0 END) OVER (w ROWS BETWEEN CURRENT ROW AND 1 FOLLOWING)
+    AS passed_within_2,
+  MAX(CASE WHEN r.result = 'passed' THEN 1 ELSE 0 END) OVER (w ROWS BETWEEN CURRENT ROW AND 2 FOLLOWING)
+    AS passed_within_3,
+  MAX(CASE WHEN r.result = 'passed' THEN 1 ELSE 0 END) OVER (w ROWS BETWEEN CURRENT ROW AND UNBOUNDED FOLLOWING)
+    AS passed_later
 FROM runs r JOIN sessions s ON s.id = r.session_id
-WHERE r.serial IS NOT NULL AND r.result <> 'aborted';
-CREATE VIEW unit_outcomes AS
-SELECT run_id, serial, plan_name, product, station, is_virtual, started, passed_at, serial_bytes
-FROM (SELECT a.*, MIN(CASE WHEN a.result = 'passed' THEN a.attempt END)
-        OVER (PARTITION BY a.serial, a.serial_bytes, a.plan_name) AS passed_at
-      FROM unit_attempts a) u
-WHERE attempt = 1;
+WHERE r.serial IS NOT NULL AND r.result <> 'aborted'
+WINDOW w AS (PARTITION BY r.serial, r.serial_bytes, r.plan_name ORDER BY r.started, r.id);
 CREATE VIEW step_last_tries AS
-SELECT run_id, step_index, name, tries, verdict, met, try_number
-FROM (SELECT st.run_id, st.step_index, st.name, st.verdict, st.met, st.try_number,
-        COUNT(*) OVER (PARTITION BY st.run_id, st.step_index) AS tries,
-        MAX(st.try_number) OVER (PARTITION BY st.run_id, st.step_index) AS last_try
-      FROM steps st) t
-WHERE try_number = last_try;
+SELECT st.run_id, st.step_index, st.name, st.try_number AS tries, st.verdict, st.met
+FROM steps st
+WHERE NOT EXISTS (SELECT 1 FROM steps later WHERE later.run_id = st.run_id AND later.step_index = st.step_index
+                  AND later.try_number > st.try_number);
 CREATE VIEW measurement_values AS
 SELECT a.run_id, a.serial, a.plan_name, a.product, a.station, a.is_virtual, a.started, a.result, a.attempt,
   m.step_index, st.name AS step, m.expectation, m.from_index, m.value, m.low, m.high, m.met
 FROM unit_attempts a
-JOIN step_last_tries st ON st.run_id = a.run_id
-JOIN measurements m ON m.run_id = st.run_id AND m.step_index = st.step_index AND m.try_number = st.try_number
-WHERE m.value_type IN ('integer', 'real');
+JOIN measurements m ON m.run_id = a.run_id
+JOIN steps st ON st.run_id = m.run_id AND st.step_index = m.step_index AND st.try_number = m.try_number
+WHERE m.value_type IN ('integer', 'real')
+  AND NOT EXISTS (SELECT 1 FROM steps later WHERE later.run_id = m.run_id AND later.step_index = m.step_index
+                  AND later.try_number > m.try_number);
 CREATE VIEW first_failures AS
-SELECT run_id, serial, plan_name, product, station, is_virtual, started, attempt, step_index, step, key
-FROM (SELECT a.run_id, a.serial, a.plan_name, a.product, a.station, a.is_virtual, a.started, a.attempt,
+SELECT run_id, serial, plan_name, product, station, is_virtual, started, step_index, step, key
+FROM (SELECT r.id AS run_id, r.serial, r.plan_name, r.product, s.host AS station, r.is_virtual, r.started,
         st.step_index, st.name AS step,
         COALESCE((SELECT CASE WHEN m.from_index > 0 THEN m.expectation || ' from ' || CAST(m.from_index AS TEXT)
                            ELSE m.expectation END
@@ -129,27 +133,30 @@ FROM (SELECT a.run_id, a.serial, a.plan_name, a.product, a.station, a.is_virtual
                   WHERE m.run_id = st.run_id AND m.step_index = st.step_index AND m.try_number = st.try_number
                     AND m.met = 0
                   ORDER BY m.position LIMIT 1), st.verdict) AS key,
-        ROW_NUMBER() OVER (PARTITION BY a.run_id ORDER BY st.step_index) AS failing
-      FROM unit_attempts a JOIN step_last_tries st ON st.run_id = a.run_id AND st.met = 0
-      WHERE a.result = 'failed') f
+        ROW_NUMBER() OVER (PARTITION BY r.id ORDER BY st.step_index) AS failing
+      FROM runs r
+      JOIN sessions s ON s.id = r.session_id
+      JOIN steps st ON st.run_id = r.id AND st.met = 0
+      WHERE r.serial IS NOT NULL AND r.result = 'failed'
+        AND NOT EXISTS (SELECT 1 FROM steps later WHERE later.run_id = st.run_id
+                        AND later.step_index = st.step_index AND later.try_number > st.try_number)) f
 WHERE failing = 1;
 CREATE VIEW yield_by_day AS
-SELECT day, plan_name, SUM(units) AS units, SUM(runs) AS runs, SUM(passed_runs) AS passed_runs,
-  CAST(SUM(first_pass) AS %REAL%) / NULLIF(SUM(units), 0) AS fpy,
-  CAST(SUM(second_pass) AS %REAL%) / NULLIF(SUM(units), 0) AS spy,
-  CAST(SUM(third_pass) AS %REAL%) / NULLIF(SUM(units), 0) AS tpy,
-  CAST(SUM(any_pass) AS %REAL%) / NULLIF(SUM(units), 0) AS lpy,
-  CAST(SUM(passed_runs) AS %REAL%) / NULLIF(SUM(runs), 0) AS run_yield
-FROM (SELECT SUBSTR(started, 1, 10) AS day, plan_name, 1 AS units, 0 AS runs, 0 AS passed_runs,
-        CASE WHEN passed_at = 1 THEN 1 ELSE 0 END AS first_pass,
-        CASE WHEN passed_at <= 2 THEN 1 ELSE 0 END AS second_pass,
-        CASE WHEN passed_at <= 3 THEN 1 ELSE 0 END AS third_pass,
-        CASE WHEN passed_at IS NULL THEN 0 ELSE 1 END AS any_pass
-      FROM unit_outcomes WHERE is_virtual = 0
-      UNION ALL
-      SELECT SUBSTR(started, 1, 10), plan_name, 0, 1, CASE WHEN result = 'passed' THEN 1 ELSE 0 END, 0, 0, 0, 0
-      FROM unit_attempts WHERE is_virtual = 0) t
-GROUP BY day, plan_name;
+SELECT SUBSTR(started, 1, 10) AS day, plan_name,
+  SUM(CASE WHEN attempt = 1 THEN 1 ELSE 0 END) AS units, COUNT(*) AS runs,
+  SUM(CASE WHEN result = 'passed' THEN 1 ELSE 0 END) AS passed_runs,
+  CAST(SUM(CASE WHEN attempt = 1 AND result = 'passed' THEN 1 ELSE 0 END) AS %REAL%)
+    / NULLIF(SUM(CASE WHEN attempt = 1 THEN 1 ELSE 0 END), 0) AS fpy,
+  CAST(SUM(CASE WHEN attempt = 1 THEN passed_within_2 ELSE 0 END) AS %REAL%)
+    / NULLIF(SUM(CASE WHEN attempt = 1 THEN 1 ELSE 0 END), 0) AS spy,
+  CAST(SUM(CASE WHEN attempt = 1 THEN passed_within_3 ELSE 0 END) AS %REAL%)
+    / NULLIF(SUM(CASE WHEN attempt = 1 THEN 1 ELSE 0 END), 0) AS tpy,
+  CAST(SUM(CASE WHEN attempt = 1 THEN passed_later ELSE 0 END) AS %REAL%)
+    / NULLIF(SUM(CASE WHEN attempt = 1 THEN 1 ELSE 0 END), 0) AS lpy,
+  CAST(SUM(CASE WHEN result = 'passed' THEN 1 ELSE 0 END) AS %REAL%) / COUNT(*) AS run_yield
+FROM unit_attempts
+WHERE is_virtual = 0
+GROUP BY SUBSTR(started, 1, 10), plan_name;
 CREATE VIEW failure_pareto AS
 SELECT plan_name, step, key, COUNT(*) AS failures
 FROM first_failures WHERE is_virtual = 0
