@@ -113,10 +113,12 @@ QString CDashboard::CapabilitySection(const std::vector<CapabilityRow_T>& capabi
 }
 
 QString CDashboard::Index(const AnalyticsFilter_T& filter, const YieldReport_T& yield,
-                          const std::vector<CapabilityRow_T>& capability, long long units)
+                          const std::vector<CapabilityRow_T>& capability, const AnalyticsFilter_T& pages,
+                          long long units)
 {
-    QString body =
-        Window(filter) + QString("<p><a href=\"units.html\">%1 unit(s)</a> with a page each.</p>\n").arg(units);
+    QString body = Window(filter) + QString("<p><a href=\"units.html\">%1 unit(s)</a> with a page each").arg(units);
+    body += pages.since != filter.since ? ", those that ran from " + Time(pages.since) + " UTC on.</p>\n"
+                                        : QString(".</p>\n");
     body += YieldSection(yield) + ParetoSection(yield.pareto) + CapabilitySection(capability);
     return CHtmlPage::Page("Production dashboard", body, c_Style);
 }
@@ -126,7 +128,7 @@ QString CDashboard::ControlPageName(size_t row)
     return QString("control-%1.html").arg(row);
 }
 
-QString CDashboard::FlagTable(const ControlChart_T& chart, size_t first)
+QString CDashboard::FlagTable(const ControlChart_T& chart, size_t first, const AnalyticsFilter_T& pages)
 {
     QString rows;
     size_t number = 0;
@@ -142,12 +144,13 @@ QString CDashboard::FlagTable(const ControlChart_T& chart, size_t first)
             ++earlier;
             continue;
         }
-        rows += QString("<tr><td class=\"number\">%1</td><td class=\"number\">%2</td><td><a href=\"")
-                    .arg(number)
-                    .arg(point.index) +
-                CDashboardUnitPage::PageName(point.serial) + "\">" + E(CDashboardUnitPage::Printable(point.serial)) +
-                "</a></td><td>" + E(point.runId) + "</td><td>" + Time(point.time) + "</td><td class=\"number\">" +
-                QString::number(point.value, 'g', 6) + "</td><td>" + E(point.rules.join(", ")) + "</td></tr>\n";
+        const QString serial = E(CDashboardUnitPage::Printable(point.serial));
+        const bool paged = !pages.since.isValid() || point.time >= pages.since;
+        rows +=
+            QString("<tr><td class=\"number\">%1</td><td class=\"number\">%2</td><td>").arg(number).arg(point.index) +
+            (paged ? "<a href=\"" + CDashboardUnitPage::PageName(point.serial) + "\">" + serial + "</a>" : serial) +
+            "</td><td>" + E(point.runId) + "</td><td>" + Time(point.time) + "</td><td class=\"number\">" +
+            QString::number(point.value, 'g', 6) + "</td><td>" + E(point.rules.join(", ")) + "</td></tr>\n";
     }
     if (number == 0)
         return "<h2>Flagged points: none</h2>\n";
@@ -160,7 +163,8 @@ QString CDashboard::FlagTable(const ControlChart_T& chart, size_t first)
            rows + "</table>\n";
 }
 
-QString CDashboard::ControlPage(const AnalyticsFilter_T& filter, const ControlChart_T& chart, size_t row)
+QString CDashboard::ControlPage(const AnalyticsFilter_T& filter, const ControlChart_T& chart, size_t row,
+                                const AnalyticsFilter_T& pages)
 {
     const size_t first = chart.points.size() > MaxPoints() ? chart.points.size() - MaxPoints() : 0;
     QString body = "<p><a href=\"index.html\">Dashboard</a></p>\n" + Window(filter);
@@ -174,7 +178,7 @@ QString CDashboard::ControlPage(const AnalyticsFilter_T& filter, const ControlCh
             "<br>Moving range: MR " + Value(chart.mrCentre) + ", UCL " + Value(chart.mrUcl) + "</p>\n";
     if (chart.points.empty())
         body += "<p>No value in the window.</p>\n";
-    body += CDashboardCharts::Control(chart, first) + FlagTable(chart, first);
+    body += CDashboardCharts::Control(chart, first) + FlagTable(chart, first, pages);
     return CHtmlPage::Page(QString("Control chart %1: %2, %3").arg(row).arg(chart.id.step, Label(chart.id)), body,
                            c_Style);
 }
@@ -211,10 +215,16 @@ bool CDashboard::Write(const QString& dir, const AnalyticsFilter_T& filter, Dash
     if (!folder.Check(error))
         return false;
     const CAnalytics analytics(m_Db);
+    const CDashboardUnits reader(m_Db);
     YieldReport_T yield;
     std::vector<CapabilityRow_T> capability;
-    if (!analytics.Yield(filter, "day", yield, error) || !analytics.Capability(filter, false, capability, error))
+    AnalyticsFilter_T pages = filter;
+    QDateTime newest;
+    if (!analytics.Yield(filter, "day", yield, error) || !analytics.Capability(filter, false, capability, error) ||
+        (!filter.since.isValid() && !reader.Newest(filter, newest, error)))
         return false;
+    if (newest.isValid())
+        pages.since = newest.addDays(-UnitDays());
     return folder.Replace(
         [&](const CReportFolder::Put_T& put, QString& why) {
             // One chart and one unit in memory at a time.
@@ -222,7 +232,7 @@ bool CDashboard::Write(const QString& dir, const AnalyticsFilter_T& filter, Dash
             {
                 ControlChart_T chart;
                 if (!analytics.Control(filter, capability[i].id, 1, 20, chart, why) ||
-                    !put(ControlPageName(i + 1), ControlPage(filter, chart, i + 1).toUtf8(), why))
+                    !put(ControlPageName(i + 1), ControlPage(filter, chart, i + 1, pages).toUtf8(), why))
                     return false;
             }
             summary.charts = capability.size();
@@ -234,9 +244,8 @@ bool CDashboard::Write(const QString& dir, const AnalyticsFilter_T& filter, Dash
                 rows += UnitRow(unit);
                 return put(CDashboardUnitPage::PageName(unit.serial), unitPage.Render(unit).toUtf8(), message);
             };
-            return CDashboardUnits(m_Db).ForEach(filter, page, why) &&
-                   put("units.html", UnitsPage(filter, rows, units).toUtf8(), why) &&
-                   put("index.html", Index(filter, yield, capability, units).toUtf8(), why);
+            return reader.ForEach(pages, page, why) && put("units.html", UnitsPage(pages, rows, units).toUtf8(), why) &&
+                   put("index.html", Index(filter, yield, capability, pages, units).toUtf8(), why);
         },
         error);
 }

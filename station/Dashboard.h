@@ -22,10 +22,17 @@ public:
     // False with a message when the database or the folder fails.
     bool Write(const QString& dir, const AnalyticsFilter_T& filter, DashboardSummary_T& summary, QString& error) const;
 
+    // PAGES: the window of the unit pages, UNITS how many there are.
     static QString Index(const AnalyticsFilter_T& filter, const YieldReport_T& yield,
-                         const std::vector<CapabilityRow_T>& capability, long long units);
+                         const std::vector<CapabilityRow_T>& capability, const AnalyticsFilter_T& pages,
+                         long long units);
     // ROW: the measurement's row of the capability table, counted from one.
-    static QString ControlPage(const AnalyticsFilter_T& filter, const ControlChart_T& chart, size_t row);
+    // A point links to its unit's page when it lies in the window of PAGES.
+    static QString ControlPage(const AnalyticsFilter_T& filter, const ControlChart_T& chart, size_t row,
+                               const AnalyticsFilter_T& pages);
+    // Without --since, unit pages cover this many days up to the newest run:
+    // a page for every unit of a long history would take most of the time.
+    static int UnitDays() { return 7; }
     static QString ControlPageName(size_t row);
     // ROWS: UnitRow() of every unit.
     static QString UnitsPage(const AnalyticsFilter_T& filter, const QString& rows, long long units);
@@ -39,7 +46,7 @@ private:
     static QString YieldSection(const YieldReport_T& yield);
     static QString ParetoSection(const std::vector<ParetoRow_T>& pareto);
     static QString CapabilitySection(const std::vector<CapabilityRow_T>& capability);
-    static QString FlagTable(const ControlChart_T& chart, size_t first);
+    static QString FlagTable(const ControlChart_T& chart, size_t first, const AnalyticsFilter_T& pages);
 
     CResultsDb& m_Db;
 };

@@ -91,6 +91,17 @@ bool CDashboardUnits::NextKeys(const AnalyticsFilter_T& filter, const Key_T* aft
     return true;
 }
 
+bool CDashboardUnits::Newest(const AnalyticsFilter_T& filter, QDateTime& started, QString& error) const
+{
+    QVariantList values;
+    QSqlQuery query(m_Db.Connection());
+    if (!m_Db.Exec(query, "SELECT MAX(r.started) FROM runs r WHERE " + Conditions(filter, values), values, error) ||
+        !query.next())
+        return false;
+    started = ReadTime(query.value(0));
+    return true;
+}
+
 bool CDashboardUnits::ForEach(const AnalyticsFilter_T& filter, const Page_T& page, QString& error) const
 {
     std::vector<Key_T> keys;

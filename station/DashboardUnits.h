@@ -24,6 +24,8 @@ public:
     // PAGE, whose message it returns.
     using Page_T = std::function<bool(const DashboardUnit_T& unit, QString& error)>;
     bool ForEach(const AnalyticsFilter_T& filter, const Page_T& page, QString& error) const;
+    // The start of the newest run with a serial in the window; invalid when none.
+    bool Newest(const AnalyticsFilter_T& filter, QDateTime& started, QString& error) const;
 
 private:
     struct Key_T

@@ -3,6 +3,7 @@
 #include "SaveFile.h"
 
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
 
 #include <cerrno>
@@ -82,8 +83,18 @@ bool CReportFolder::Build(const QString& folder, const std::function<bool(const 
         return false;
     }
     const QDir dir(folder);
-    const Put_T put = [&dir](const QString& name, const QByteArray& bytes, QString& why) {
-        return SaveFile(dir.filePath(name), bytes, why);
+    const Put_T put = [this, &dir](const QString& name, const QByteArray& bytes, QString& why) {
+        if (m_Durable)
+            return SaveFile(dir.filePath(name), bytes, why);
+        QFile file(dir.filePath(name));
+        if (file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size())
+        {
+            file.close();
+            if (file.error() == QFileDevice::NoError)
+                return true;
+        }
+        why = QString("%1: %2").arg(file.fileName(), file.errorString());
+        return false;
     };
     return fill(put, error) && SaveFile(dir.filePath(MarkerName()), c_Marker, error);
 }

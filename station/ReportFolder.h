@@ -14,7 +14,10 @@
 class CReportFolder
 {
 public:
-    explicit CReportFolder(const QString& path) : m_Path(path) {}
+    // DURABLE: each file is flushed to the disk before the swap. A folder
+    // that is made again from the database at will (the dashboard, thousands
+    // of pages) skips that.
+    explicit CReportFolder(const QString& path, bool durable = true) : m_Path(path), m_Durable(durable) {}
 
     // False with "PATH: why" when no report may go there: a file, a folder
     // holding anything but an earlier report of the station's, or no folder to
@@ -38,4 +41,5 @@ private:
     static bool Swap(const QString& built, const QString& target, QString& error);
 
     QString m_Path;
+    bool m_Durable;
 };

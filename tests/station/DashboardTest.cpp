@@ -85,7 +85,7 @@ TEST(DashboardPages, IndexShowsTheYieldsTheParetoAndTheCapabilityColouredByCpk)
     const std::vector<CapabilityRow_T> capability = {
         Capability("ping", "peak", 32, 0.8), Capability("ping", "mean", 0, 1.2),
         Capability("battery", "reading", 0, 1.33), Capability("ping", "samples", 0, std::nullopt)};
-    const QString index = CDashboard::Index(Window(), yield, capability, 5);
+    const QString index = CDashboard::Index(Window(), yield, capability, Window(), 5);
     EXPECT_EQ(Between(index, "<h1>", "</table>").toStdString(),
               "<h1>Production dashboard</h1>\n<p class=\"facts\">Plan cor&lt;1&gt;, runs started from 2026-03-01 "
               "00:00:00 UTC until before 2026-03-03 00:00:00 UTC, virtual units left out.</p>\n<p><a "
@@ -123,7 +123,11 @@ TEST(DashboardPages, IndexShowsTheYieldsTheParetoAndTheCapabilityColouredByCpk)
                   tail + "<tr><td>cor</td><td>ping</td><td><a href=\"control-4.html\">samples</a></td>" + cells + "-" +
                   tail + "</table>");
 
-    const QString empty = CDashboard::Index(AnalyticsFilter_T(), YieldReport_T(), {}, 0);
+    AnalyticsFilter_T recent;
+    recent.since = QDateTime(QDate(2026, 2, 24), QTime(9, 30), Qt::UTC);
+    const QString empty = CDashboard::Index(AnalyticsFilter_T(), YieldReport_T(), {}, recent, 0);
+    EXPECT_TRUE(empty.contains("<p><a href=\"units.html\">0 unit(s)</a> with a page each, those that ran from "
+                               "2026-02-24 09:30:00 UTC on.</p>\n"));
     EXPECT_TRUE(empty.contains("<p class=\"facts\">Plan any, runs started from the first on, virtual units left "
                                "out.</p>\n"));
     EXPECT_TRUE(empty.contains("<p>No unit had its first attempt in the window.</p>\n<h2>Failures by first failing "
@@ -144,7 +148,7 @@ TEST(DashboardPages, ControlChartsNumberAndNameTheFlaggedPoints)
     chart.lcl = 1.7;
     chart.mrCentre = 5;
     chart.mrUcl = 16.335;
-    const QString page = CDashboard::ControlPage(AnalyticsFilter_T(), chart, 7);
+    const QString page = CDashboard::ControlPage(AnalyticsFilter_T(), chart, 7, AnalyticsFilter_T());
     EXPECT_TRUE(page.contains("<title>Control chart 7: ping, peak from 32</title>"));
     EXPECT_TRUE(page.contains("<p class=\"facts\">Plan cor, 3 point(s) in time order; centre line and limits from "
                               "the first 2.<br>Individuals: CL 15, UCL 28.3, LCL 1.7<br>Moving range: MR 5, UCL "
@@ -174,10 +178,13 @@ TEST(DashboardPages, ControlChartsNumberAndNameTheFlaggedPoints)
     for (long long i = 2; i <= static_cast<long long>(CDashboard::MaxPoints()) + 2; ++i)
         points.push_back(Point(i, "B", 1, i == 40 ? QStringList{"8-on-one-side"} : QStringList()));
     chart.points = points;
-    const QString latest = CDashboard::ControlPage(AnalyticsFilter_T(), chart, 1);
+    // Only units that ran in the window of the unit pages have one to link to.
+    AnalyticsFilter_T pages;
+    pages.since = Point(41, "B", 1).time;
+    const QString latest = CDashboard::ControlPage(AnalyticsFilter_T(), chart, 1, pages);
     EXPECT_TRUE(latest.contains("the first 2. Drawn: the last 500, from point 3.<br>"));
     EXPECT_TRUE(latest.contains("<h2>Flagged points: 2</h2>\n<p>1 of them before the points drawn.</p>\n"));
-    EXPECT_TRUE(latest.contains("<tr><td class=\"number\">2</td><td class=\"number\">40</td>"));
+    EXPECT_TRUE(latest.contains("<tr><td class=\"number\">2</td><td class=\"number\">40</td><td>B</td><td>r40</td>"));
     EXPECT_EQ(latest.count("<g class=\"flag\">"), 1);
     EXPECT_TRUE(latest.contains("font-weight=\"bold\">2</text></g>"));
 }
