@@ -44,8 +44,7 @@ std::optional<double> Number(const QVariant& value)
 
 // Whether the last COUNT points all lie beyond LIMIT sigma on one side, at
 // least NEEDED of them, the newest among them.
-bool Beyond(const std::vector<double>& recent, double centre, double sigma, size_t count, size_t needed,
-            double limit)
+bool Beyond(const std::vector<double>& recent, double centre, double sigma, size_t count, size_t needed, double limit)
 {
     if (recent.size() < needed)
         return false;
@@ -91,8 +90,7 @@ bool Trending(const std::vector<double>& recent, size_t count)
 }
 }
 
-bool CAnalytics::Yield(const AnalyticsFilter_T& filter, const QString& by, YieldReport_T& report,
-                       QString& error) const
+bool CAnalytics::Yield(const AnalyticsFilter_T& filter, const QString& by, YieldReport_T& report, QString& error) const
 {
     report = YieldReport_T();
     QString group;
@@ -120,16 +118,15 @@ bool CAnalytics::YieldRows(const AnalyticsFilter_T& filter, const QString& group
     QVariantList values;
     const QString where = Conditions(filter, values);
     const QString real = m_Db.Postgresql() ? "DOUBLE PRECISION" : "REAL";
-    // A unit is its attempt 1; whether it passed by attempt 2, 3 or ever is on that row.
+    // A unit is its attempt 1, which knows the attempt it first passed at.
     const QString units = "SUM(CASE WHEN attempt = 1 THEN 1 ELSE 0 END)";
-    const QString share = "CAST(SUM(CASE WHEN attempt = 1 THEN %1 ELSE 0 END) AS " + real + ") / NULLIF(" + units + ", 0)";
-    const QString sql = "SELECT " + group + " AS g, " + units +
-                        ", COUNT(*), SUM(CASE WHEN result = 'passed' THEN 1 ELSE 0 END), " +
-                        share.arg("CASE WHEN result = 'passed' THEN 1 ELSE 0 END") + ", " +
-                        share.arg("passed_within_2") + ", " + share.arg("passed_within_3") + ", " +
-                        share.arg("passed_later") + ", CAST(SUM(CASE WHEN result = 'passed' THEN 1 ELSE 0 END) AS " +
-                        real + ") / NULLIF(COUNT(*), 0) FROM unit_attempts WHERE " + where +
-                        " GROUP BY g ORDER BY g";
+    const QString share =
+        "CAST(SUM(CASE WHEN attempt = 1 AND %1 THEN 1 ELSE 0 END) AS " + real + ") / NULLIF(" + units + ", 0)";
+    const QString sql =
+        "SELECT " + group + " AS g, " + units + ", COUNT(*), SUM(CASE WHEN result = 'passed' THEN 1 ELSE 0 END), " +
+        share.arg("passed_at = 1") + ", " + share.arg("passed_at <= 2") + ", " + share.arg("passed_at <= 3") + ", " +
+        share.arg("passed_at IS NOT NULL") + ", CAST(SUM(CASE WHEN result = 'passed' THEN 1 ELSE 0 END) AS " + real +
+        ") / NULLIF(COUNT(*), 0) FROM unit_yields WHERE " + where + " GROUP BY g ORDER BY g";
     QSqlQuery query(m_Db.Connection());
     if (!m_Db.Exec(query, sql, values, error))
         return false;
@@ -178,8 +175,8 @@ bool CAnalytics::Capability(const AnalyticsFilter_T& filter, bool passedOnly, st
                           "ELSE (usl - mean) / (3 * NULLIF(%1, 0)) END";
     const QString spread = "CASE WHEN lsl IS NOT NULL AND usl IS NOT NULL THEN (usl - lsl) / (6 * NULLIF(%1, 0)) END";
     const QString sql =
-        "SELECT * FROM (SELECT plan_name, step, expectation, from_index, n, mean, s, sw, lsl, usl, " + spread.arg("sw") +
-        " AS cp, " + index.arg("sw") + " AS cpk, " + spread.arg("s") + " AS pp, " + index.arg("s") +
+        "SELECT * FROM (SELECT plan_name, step, expectation, from_index, n, mean, s, sw, lsl, usl, " +
+        spread.arg("sw") + " AS cp, " + index.arg("sw") + " AS cpk, " + spread.arg("s") + " AS pp, " + index.arg("s") +
         " AS ppk, failures FROM ("
         "SELECT plan_name, step, expectation, from_index, COUNT(*) AS n, AVG(value) AS mean, "
         "CASE WHEN MIN(value) = MAX(value) AND COUNT(*) > 1 THEN 0.0 "
@@ -239,15 +236,14 @@ bool CAnalytics::Control(const AnalyticsFilter_T& filter, const MeasurementId_T&
     values << SqlValue::Text(id.step) << SqlValue::Text(id.key) << id.from << fromPoint;
     const int end = fromPoint + baseline;
     values = QVariantList{end, end, end} + values;
-    const QString sql =
-        "SELECT serial, run_id, started, value, moving_range, k, "
-        "AVG(CASE WHEN k < ? THEN value END) OVER () AS centre, "
-        "AVG(CASE WHEN k < ? THEN moving_range END) OVER () AS mr_centre, "
-        "COUNT(CASE WHEN k < ? THEN 1 END) OVER () AS baseline_n FROM ("
-        "SELECT p.*, ABS(value - LAG(value) OVER (ORDER BY k)) AS moving_range FROM ("
-        "SELECT serial, run_id, started, value, "
-        "ROW_NUMBER() OVER (ORDER BY started, run_id, step_index) AS k FROM measurement_values WHERE " +
-        where + " AND step = ? AND expectation = ? AND from_index = ?) p WHERE k >= ?) q ORDER BY k";
+    const QString sql = "SELECT serial, run_id, started, value, moving_range, k, "
+                        "AVG(CASE WHEN k < ? THEN value END) OVER () AS centre, "
+                        "AVG(CASE WHEN k < ? THEN moving_range END) OVER () AS mr_centre, "
+                        "COUNT(CASE WHEN k < ? THEN 1 END) OVER () AS baseline_n FROM ("
+                        "SELECT p.*, ABS(value - LAG(value) OVER (ORDER BY k)) AS moving_range FROM ("
+                        "SELECT serial, run_id, started, value, "
+                        "ROW_NUMBER() OVER (ORDER BY started, run_id, step_index) AS k FROM measurement_values WHERE " +
+                        where + " AND step = ? AND expectation = ? AND from_index = ?) p WHERE k >= ?) q ORDER BY k";
     QSqlQuery query(m_Db.Connection());
     if (!m_Db.Exec(query, sql, values, error))
         return false;

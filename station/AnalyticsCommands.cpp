@@ -51,7 +51,8 @@ const char* CAnalyticsCommands::Usage()
 bool CAnalyticsCommands::ParseTime(const QString& text, QDateTime& time)
 {
     static const QRegularExpression c_Date("^\\d{4}-\\d\\d-\\d\\d$");
-    static const QRegularExpression c_Time("^\\d{4}-\\d\\d-\\d\\dT\\d\\d:\\d\\d(:\\d\\d(\\.\\d+)?)?(Z|[+-]\\d\\d:\\d\\d)?$");
+    static const QRegularExpression c_Time(
+        "^\\d{4}-\\d\\d-\\d\\dT\\d\\d:\\d\\d(:\\d\\d(\\.\\d+)?)?(Z|[+-]\\d\\d:\\d\\d)?$");
     if (c_Date.match(text).hasMatch())
     {
         time = QDateTime(QDate::fromString(text, Qt::ISODate), QTime(0, 0), Qt::UTC);
@@ -66,8 +67,7 @@ bool CAnalyticsCommands::ParseTime(const QString& text, QDateTime& time)
     return time.isValid();
 }
 
-bool CAnalyticsCommands::Parse(const QString& command, const QStringList& arguments, Options_T& options,
-                               QString& error)
+bool CAnalyticsCommands::Parse(const QString& command, const QStringList& arguments, Options_T& options, QString& error)
 {
     options = Options_T();
     const bool control = command == "control";
@@ -125,11 +125,11 @@ bool CAnalyticsCommands::Parse(const QString& command, const QStringList& argume
         {
             error = QString("%1 '%2' is not %3%4")
                         .arg(word, value,
-                             word == "--by"                                  ? "day, station or product"
-                             : word == "--since" || word == "--until"        ? "an ISO 8601 date or time"
-                             : word == "--baseline"                          ? "a count of 2 or more"
-                             : word == "--first-point"                       ? "a point number from 1"
-                                                                             : "a sample index from 0",
+                             word == "--by"                           ? "day, station or product"
+                             : word == "--since" || word == "--until" ? "an ISO 8601 date or time"
+                             : word == "--baseline"                   ? "a count of 2 or more"
+                             : word == "--first-point"                ? "a point number from 1"
+                                                                      : "a sample index from 0",
                              c_SeeUsage);
             return false;
         }
@@ -202,8 +202,8 @@ int CAnalyticsCommands::Capability(const QStringList& arguments) const
     std::vector<CapabilityRow_T> rows;
     if (!CAnalytics(db).Capability(options.filter, options.passedOnly, rows, error))
         return Fail(error);
-    const QByteArray text = options.json ? CAnalyticsFormat::CapabilityJson(rows)
-                                         : CAnalyticsFormat::CapabilityTable(rows).toUtf8();
+    const QByteArray text =
+        options.json ? CAnalyticsFormat::CapabilityJson(rows) : CAnalyticsFormat::CapabilityTable(rows).toUtf8();
     return Print(text) ? 0 : 1;
 }
 
@@ -227,8 +227,7 @@ int CAnalyticsCommands::Control(const QStringList& arguments) const
     if (!Print(text))
         return 1;
     if (chart.points.empty())
-        return Fail(QString("no stored value of %1 in step %2")
-                        .arg(CAnalyticsFormat::Label(id.key, id.from), id.step));
+        return Fail(QString("no stored value of %1 in step %2").arg(CAnalyticsFormat::Label(id.key, id.from), id.step));
     return 0;
 }
 

@@ -55,15 +55,26 @@ QString Printable(const QString& text)
 
 QJsonObject YieldObject(const YieldRow_T& row)
 {
-    return QJsonObject{{"units", row.units},       {"runs", row.runs},         {"passed_runs", row.passedRuns},
-                       {"fpy", Figure(row.fpy)},   {"spy", Figure(row.spy)},   {"tpy", Figure(row.tpy)},
-                       {"lpy", Figure(row.lpy)},   {"run_yield", Figure(row.runYield)}};
+    return QJsonObject{{"units", row.units},
+                       {"runs", row.runs},
+                       {"passed_runs", row.passedRuns},
+                       {"fpy", Figure(row.fpy)},
+                       {"spy", Figure(row.spy)},
+                       {"tpy", Figure(row.tpy)},
+                       {"lpy", Figure(row.lpy)},
+                       {"run_yield", Figure(row.runYield)}};
 }
 
 QStringList YieldCells(const QString& group, const YieldRow_T& row)
 {
-    return {group,          QString::number(row.units), QString::number(row.runs), Share(row.fpy),
-            Share(row.spy), Share(row.tpy),             Share(row.lpy),            Share(row.runYield)};
+    return {group,
+            QString::number(row.units),
+            QString::number(row.runs),
+            Share(row.fpy),
+            Share(row.spy),
+            Share(row.tpy),
+            Share(row.lpy),
+            Share(row.runYield)};
 }
 }
 
@@ -153,17 +164,13 @@ QByteArray CAnalyticsFormat::ControlJson(const ControlChart_T& chart)
     QJsonArray flagged;
     for (const ControlPoint_T& point : chart.points)
     {
-        const QJsonObject object{{"point", point.index},
-                                 {"serial", QString::fromUtf8(point.serial)},
-                                 {"run_id", point.runId},
-                                 {"time", point.time.toString(Qt::ISODateWithMs)},
-                                 {"value", Figure(point.value)},
-                                 {"moving_range", Figure(point.movingRange)}};
+        const QJsonObject object{{"point", point.index},         {"serial", QString::fromUtf8(point.serial)},
+                                 {"run_id", point.runId},        {"time", point.time.toString(Qt::ISODateWithMs)},
+                                 {"value", Figure(point.value)}, {"moving_range", Figure(point.movingRange)}};
         points.append(object);
         if (!point.rules.isEmpty())
-            flagged.append(QJsonObject{{"point", point.index},
-                                       {"run_id", point.runId},
-                                       {"rules", QJsonArray::fromStringList(point.rules)}});
+            flagged.append(QJsonObject{
+                {"point", point.index}, {"run_id", point.runId}, {"rules", QJsonArray::fromStringList(point.rules)}});
     }
     const QJsonObject root{
         {"plan", chart.id.plan},
@@ -171,7 +178,8 @@ QByteArray CAnalyticsFormat::ControlJson(const ControlChart_T& chart)
         {"key", chart.id.key},
         {"from", chart.id.from},
         {"baseline", chart.baseline},
-        {"individuals", QJsonObject{{"centre", Figure(chart.centre)}, {"ucl", Figure(chart.ucl)}, {"lcl", Figure(chart.lcl)}}},
+        {"individuals",
+         QJsonObject{{"centre", Figure(chart.centre)}, {"ucl", Figure(chart.ucl)}, {"lcl", Figure(chart.lcl)}}},
         {"moving_range", QJsonObject{{"centre", Figure(chart.mrCentre)}, {"ucl", Figure(chart.mrUcl)}}},
         {"points", points},
         {"flagged", flagged}};

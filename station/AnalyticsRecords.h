@@ -14,9 +14,9 @@
 // Which runs a question is about.
 struct AnalyticsFilter_T
 {
-    QString plan;           // plan_name; empty: every plan
-    QDateTime since;        // UTC, inclusive; invalid: open
-    QDateTime until;        // UTC, exclusive; invalid: open
+    QString plan;     // plan_name; empty: every plan
+    QDateTime since;  // UTC, inclusive; invalid: open
+    QDateTime until;  // UTC, exclusive; invalid: open
     bool withVirtual = false;
 };
 
@@ -46,7 +46,7 @@ struct ParetoRow_T
 struct YieldReport_T
 {
     YieldRow_T total;
-    std::vector<YieldRow_T> groups;  // with --by, in the group's order
+    std::vector<YieldRow_T> groups;   // with --by, in the group's order
     std::vector<ParetoRow_T> pareto;  // most first
 };
 

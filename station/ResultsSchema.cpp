@@ -93,22 +93,21 @@ CREATE TABLE sample_blocks (
 ALTER TABLE runs ADD COLUMN unreachable TEXT NOT NULL DEFAULT '')",
     // The analytics, as views a factory's own tools can read too (docs/analytics.md).
     // The indexes give the attempts in order without a sort, and a step's
-    // name and verdict without reading its report.
+    // name and verdict without reading its report: "try_number + 0" keeps
+    // SQLite from preferring the primary key, which reads the steps' rows.
     R"(CREATE INDEX runs_by_unit ON runs (serial, serial_bytes, plan_name, started, id);
 CREATE INDEX steps_by_try ON steps (run_id, step_index, try_number, met, name, verdict);
 CREATE INDEX steps_unmet ON steps (run_id, step_index, try_number) WHERE met = 0;
 CREATE VIEW unit_attempts AS
 SELECT r.id AS run_id, r.serial, r.plan_name, r.product, s.host AS station, r.is_virtual, r.started, r.result,
-  ROW_NUMBER() OVER w AS attempt,
-  MAX(CASE WHEN r.result = 'passed' THEN 1 ELSE 0 END) OVER (w ROWS BETWEEN CURRENT ROW AND 1 FOLLOWING)
-    AS passed_within_2,
-  MAX(CASE WHEN r.result = 'passed' THEN 1 ELSE 0 END) OVER (w ROWS BETWEEN CURRENT ROW AND 2 FOLLOWING)
-    AS passed_within_3,
-  MAX(CASE WHEN r.result = 'passed' THEN 1 ELSE 0 END) OVER (w ROWS BETWEEN CURRENT ROW AND UNBOUNDED FOLLOWING)
-    AS passed_later
+  ROW_NUMBER() OVER (PARTITION BY r.serial, r.serial_bytes, r.plan_name ORDER BY r.started, r.id) AS attempt,
+  r.serial_bytes
 FROM runs r JOIN sessions s ON s.id = r.session_id
-WHERE r.serial IS NOT NULL AND r.result <> 'aborted'
-WINDOW w AS (PARTITION BY r.serial, r.serial_bytes, r.plan_name ORDER BY r.started, r.id);
+WHERE r.serial IS NOT NULL AND r.result <> 'aborted';
+CREATE VIEW unit_yields AS
+SELECT a.*, MIN(CASE WHEN a.result = 'passed' THEN a.attempt END)
+  OVER (PARTITION BY a.serial, a.serial_bytes, a.plan_name) AS passed_at
+FROM unit_attempts a;
 CREATE VIEW step_last_tries AS
 SELECT st.run_id, st.step_index, st.name, st.try_number AS tries, st.verdict, st.met
 FROM steps st
@@ -119,7 +118,7 @@ SELECT a.run_id, a.serial, a.plan_name, a.product, a.station, a.is_virtual, a.st
   m.step_index, st.name AS step, m.expectation, m.from_index, m.value, m.low, m.high, m.met
 FROM unit_attempts a
 JOIN measurements m ON m.run_id = a.run_id
-JOIN steps st ON st.run_id = m.run_id AND st.step_index = m.step_index AND st.try_number = m.try_number
+JOIN steps st ON st.run_id = m.run_id AND st.step_index = m.step_index AND st.try_number + 0 = m.try_number
 WHERE m.value_type IN ('integer', 'real')
   AND NOT EXISTS (SELECT 1 FROM steps later WHERE later.run_id = m.run_id AND later.step_index = m.step_index
                   AND later.try_number > m.try_number);
@@ -145,16 +144,16 @@ CREATE VIEW yield_by_day AS
 SELECT SUBSTR(started, 1, 10) AS day, plan_name,
   SUM(CASE WHEN attempt = 1 THEN 1 ELSE 0 END) AS units, COUNT(*) AS runs,
   SUM(CASE WHEN result = 'passed' THEN 1 ELSE 0 END) AS passed_runs,
-  CAST(SUM(CASE WHEN attempt = 1 AND result = 'passed' THEN 1 ELSE 0 END) AS %REAL%)
+  CAST(SUM(CASE WHEN attempt = 1 AND passed_at = 1 THEN 1 ELSE 0 END) AS %REAL%)
     / NULLIF(SUM(CASE WHEN attempt = 1 THEN 1 ELSE 0 END), 0) AS fpy,
-  CAST(SUM(CASE WHEN attempt = 1 THEN passed_within_2 ELSE 0 END) AS %REAL%)
+  CAST(SUM(CASE WHEN attempt = 1 AND passed_at <= 2 THEN 1 ELSE 0 END) AS %REAL%)
     / NULLIF(SUM(CASE WHEN attempt = 1 THEN 1 ELSE 0 END), 0) AS spy,
-  CAST(SUM(CASE WHEN attempt = 1 THEN passed_within_3 ELSE 0 END) AS %REAL%)
+  CAST(SUM(CASE WHEN attempt = 1 AND passed_at <= 3 THEN 1 ELSE 0 END) AS %REAL%)
     / NULLIF(SUM(CASE WHEN attempt = 1 THEN 1 ELSE 0 END), 0) AS tpy,
-  CAST(SUM(CASE WHEN attempt = 1 THEN passed_later ELSE 0 END) AS %REAL%)
+  CAST(SUM(CASE WHEN attempt = 1 AND passed_at IS NOT NULL THEN 1 ELSE 0 END) AS %REAL%)
     / NULLIF(SUM(CASE WHEN attempt = 1 THEN 1 ELSE 0 END), 0) AS lpy,
   CAST(SUM(CASE WHEN result = 'passed' THEN 1 ELSE 0 END) AS %REAL%) / COUNT(*) AS run_yield
-FROM unit_attempts
+FROM unit_yields
 WHERE is_virtual = 0
 GROUP BY SUBSTR(started, 1, 10), plan_name;
 CREATE VIEW failure_pareto AS

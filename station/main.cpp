@@ -179,7 +179,7 @@ int main(int argc, char** argv)
     {
         const CAnalyticsCommands analytics(stdout, stderr);
         const QStringList rest = arguments.mid(1);
-        return command == "yield" ? analytics.Yield(rest)
+        return command == "yield"        ? analytics.Yield(rest)
                : command == "capability" ? analytics.Capability(rest)
                : command == "control"    ? analytics.Control(rest)
                                          : analytics.Dashboard(rest);

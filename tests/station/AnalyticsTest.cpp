@@ -11,6 +11,8 @@
 #include "StepRows.h"
 
 #include <QJsonDocument>
+#include <QSqlQuery>
+#include <QSqlRecord>
 #include <QTemporaryDir>
 #include <QUuid>
 
@@ -202,6 +204,30 @@ protected:
         }
     }
 
+    // A view's rows, a line each, its values '|' apart; numbers to ten digits.
+    std::string Rows(const QString& sql)
+    {
+        CResultsDb db;
+        QString error;
+        EXPECT_TRUE(db.Open(m_Target, error)) << error.toStdString();
+        QSqlQuery query(db.Connection());
+        EXPECT_TRUE(db.Exec(query, sql, {}, error)) << error.toStdString();
+        std::string rows;
+        while (query.next())
+        {
+            QStringList values;
+            for (int i = 0; i < query.record().count(); ++i)
+            {
+                const QVariant value = query.value(i);
+                values << (value.isNull()                     ? QString("null")
+                           : value.type() == QVariant::Double ? QString::number(value.toDouble(), 'g', 10)
+                                                              : value.toString());
+            }
+            rows += values.join('|').toStdString() + "\n";
+        }
+        return rows;
+    }
+
     struct Outcome_T
     {
         int status = -1;
@@ -263,9 +289,14 @@ std::string Quoted(const std::string& text)
 std::string Row(const std::string& group, int units, int runs, int passed, const char* fpy, const char* spy,
                 const char* tpy, const char* lpy, const char* runYield)
 {
-    std::map<std::string, std::string> fields = {
-        {"fpy", fpy}, {"lpy", lpy}, {"passed_runs", std::to_string(passed)}, {"run_yield", runYield},
-        {"runs", std::to_string(runs)}, {"spy", spy}, {"tpy", tpy}, {"units", std::to_string(units)}};
+    std::map<std::string, std::string> fields = {{"fpy", fpy},
+                                                 {"lpy", lpy},
+                                                 {"passed_runs", std::to_string(passed)},
+                                                 {"run_yield", runYield},
+                                                 {"runs", std::to_string(runs)},
+                                                 {"spy", spy},
+                                                 {"tpy", tpy},
+                                                 {"units", std::to_string(units)}};
     if (!group.empty())
         fields[group.substr(0, group.find(':'))] = Quoted(group.substr(group.find(':') + 1));
     return Object(fields);
@@ -304,14 +335,13 @@ TEST_P(Analytics, YieldsCountUnitsByTheirFirstAttemptOverTheWholeHistory)
     } cases[] = {
         {march, "{" + pareto + ",\"total\":" + Row("", 5, 13, 5, "0.2", "0.4", "0.6", "0.8", "0.3846153846") + "}"},
         {march + QStringList{"--by", "day"},
-         "{\"by\":\"day\",\"groups\":[" + Row("day:2026-03-01", 4, 8, 3, "0.25", "0.5", "0.75", "1", "0.375") +
-             "," + Row("day:2026-03-02", 1, 5, 2, "0", "0", "0", "0", "0.4") + "]," + pareto +
+         "{\"by\":\"day\",\"groups\":[" + Row("day:2026-03-01", 4, 8, 3, "0.25", "0.5", "0.75", "1", "0.375") + "," +
+             Row("day:2026-03-02", 1, 5, 2, "0", "0", "0", "0", "0.4") + "]," + pareto +
              ",\"total\":" + Row("", 5, 13, 5, "0.2", "0.4", "0.6", "0.8", "0.3846153846") + "}"},
         {march + QStringList{"--by", "station"},
-         "{\"by\":\"station\",\"groups\":[" +
-             Row("station:A", 2, 7, 4, "0.5", "1", "1", "1", "0.5714285714") + "," +
-             Row("station:B", 3, 6, 1, "0", "0", "0.3333333333", "0.6666666667", "0.1666666667") + "]," +
-             pareto + ",\"total\":" + Row("", 5, 13, 5, "0.2", "0.4", "0.6", "0.8", "0.3846153846") + "}"},
+         "{\"by\":\"station\",\"groups\":[" + Row("station:A", 2, 7, 4, "0.5", "1", "1", "1", "0.5714285714") + "," +
+             Row("station:B", 3, 6, 1, "0", "0", "0.3333333333", "0.6666666667", "0.1666666667") + "]," + pareto +
+             ",\"total\":" + Row("", 5, 13, 5, "0.2", "0.4", "0.6", "0.8", "0.3846153846") + "}"},
         {march + QStringList{"--by", "product"},
          "{\"by\":\"product\",\"groups\":[" + Row("product:QL2K", 1, 1, 0, "0", "0", "0", "0", "0") + "," +
              Row("product:QL4K", 4, 12, 5, "0.25", "0.5", "0.75", "1", "0.4166666667") + "]," + pareto +
@@ -333,6 +363,14 @@ TEST_P(Analytics, YieldsCountUnitsByTheirFirstAttemptOverTheWholeHistory)
         EXPECT_EQ(outcome.out, c.json) << c.arguments.join(' ').toStdString();
     }
 
+    // The views a factory reads say the same over the whole history.
+    EXPECT_EQ(Rows("SELECT * FROM yield_by_day ORDER BY day"), "2026-02-28|cor.plan|1|1|0|0|1|1|1|0\n"
+                                                               "2026-03-01|cor.plan|4|8|3|0.25|0.5|0.75|1|0.375\n"
+                                                               "2026-03-02|cor.plan|1|5|2|0|0|0|0|0.4\n");
+    EXPECT_EQ(Rows("SELECT * FROM failure_pareto ORDER BY failures DESC, step, key"),
+              "cor.plan|ping|peak from 32|5\ncor.plan|pin|verdict|2\ncor.plan|battery|reading|1\n"
+              "cor.plan|ping|samples|1\n");
+
     const Outcome_T table = Command({"yield", "--since", "2026-03-01", "--by", "station"});
     EXPECT_EQ(table.out, "station  units  runs  FPY    SPY     TPY     LPY     run yield\n"
                          "all      5      13    20.0%  40.0%   60.0%   80.0%   38.5%\n"
@@ -352,8 +390,8 @@ TEST_P(Analytics, CapabilityOfTheLastTriesOfRunsInTimeOrder)
     Store(c_Capability);
     // Left out: an aborted run, a virtual unit and a step's first try (999s). The peak's limits changed:
     // the latest run's count. reading has no upper limit, samples never varies, level was measured once.
-    const std::string hydro = Measurement("hydro", "level", 0,
-                                          {"1", "3.5", "null", "null", "1", "5", "null", "null", "null", "null", "0"});
+    const std::string hydro =
+        Measurement("hydro", "level", 0, {"1", "3.5", "null", "null", "1", "5", "null", "null", "null", "null", "0"});
     const struct
     {
         QStringList arguments;
@@ -369,8 +407,7 @@ TEST_P(Analytics, CapabilityOfTheLastTriesOfRunsInTimeOrder)
                          {"5", "250", "7.071067812", "6.64893617", "200", "300", "2.506666667", "2.506666667",
                           "2.357022604", "2.357022604", "0"}) +
              "," + hydro + "," +
-             Measurement("ping", "samples", 0,
-                         {"5", "4", "0", "0", "4", "4", "null", "null", "null", "null", "0"}) +
+             Measurement("ping", "samples", 0, {"5", "4", "0", "0", "4", "4", "null", "null", "null", "null", "0"}) +
              "]}"},
         {{"--json", "--passed-only", "--until", "2026-03-02"},
          "{\"measurements\":[" +
@@ -378,12 +415,11 @@ TEST_P(Analytics, CapabilityOfTheLastTriesOfRunsInTimeOrder)
                          {"3", "12.33333333", "0.2886751346", "0.2216312057", "11.5", "null", "null", "1.253333333",
                           "null", "0.9622504486", "0"}) +
              "," +
-             Measurement("ping", "peak", 32,
-                         {"4", "247.5", "5", "2.955082742", "200", "300", "5.64", "5.358", "3.333333333",
-                          "3.166666667", "0"}) +
+             Measurement(
+                 "ping", "peak", 32,
+                 {"4", "247.5", "5", "2.955082742", "200", "300", "5.64", "5.358", "3.333333333", "3.166666667", "0"}) +
              "," + hydro + "," +
-             Measurement("ping", "samples", 0,
-                         {"4", "4", "0", "0", "4", "4", "null", "null", "null", "null", "0"}) +
+             Measurement("ping", "samples", 0, {"4", "4", "0", "0", "4", "4", "null", "null", "null", "null", "0"}) +
              "]}"},
         // A single run: nothing has a sigma.
         {{"--json", "--since", "2026-03-01T12:30:00+01:00", "--until", "2026-03-01T12:00:01Z"},
@@ -405,6 +441,13 @@ TEST_P(Analytics, CapabilityOfTheLastTriesOfRunsInTimeOrder)
         EXPECT_EQ(outcome.status, 0) << outcome.err;
         EXPECT_EQ(outcome.out, c.json) << c.arguments.join(' ').toStdString();
     }
+    EXPECT_EQ(Rows("SELECT * FROM measurement_capability ORDER BY step, expectation"),
+              "cor.plan|battery|reading|0|4|12|0.7071067812|1.03427896|11.5|null|null|0.1611428571|null|"
+              "0.2357022604|1\n"
+              "cor.plan|hydro|level|0|1|3.5|null|null|1|5|null|null|null|null|0\n"
+              "cor.plan|ping|peak|32|5|250|7.071067812|6.64893617|200|300|2.506666667|2.506666667|2.357022604|"
+              "2.357022604|0\n"
+              "cor.plan|ping|samples|0|5|4|0|0|4|4|null|null|null|null|0\n");
     // The first two runs, as a table.
     EXPECT_EQ(Command({"capability", "--until", "2026-03-01T09:30"}).out,
               "plan      step     key           n  mean   s         sw        LSL   USL  Cp    Cpk    Pp       Ppk"
@@ -424,10 +467,8 @@ TEST_P(Analytics, ControlChartOfThePublishedIndividualsExample)
     const double batches[] = {49.6, 47.6, 49.9, 51.3, 47.8, 51.2, 52.6, 52.4, 53.6, 52.1};
     std::vector<QString> lines;
     for (int i = 0; i < 10; ++i)
-        lines.push_back(QString("B%1 A 03-01T08:%2 passed : tank level=%3@40..60")
-                            .arg(i + 1)
-                            .arg(10 + i)
-                            .arg(batches[i]));
+        lines.push_back(
+            QString("B%1 A 03-01T08:%2 passed : tank level=%3@40..60").arg(i + 1).arg(10 + i).arg(batches[i]));
     lines.push_back("B11 V 03-01T09:00 passed virtual : tank level=90@40..60");
     Store(lines);
 
@@ -446,18 +487,20 @@ TEST_P(Analytics, ControlChartOfThePublishedIndividualsExample)
     std::string points;
     const char* const ranges[] = {"null", "2", "2.3", "1.4", "3.5", "3.4", "1.4", "0.2", "1.2", "1.5"};
     for (int i = 0; i < 10; ++i)
-        points += (i ? "," : "") + Object({{"moving_range", ranges[i]},
-                                           {"point", std::to_string(i + 1)},
-                                           {"run_id", Quoted(QString("r%1").arg(i + 1, 2, 10, QChar('0')).toStdString())},
-                                           {"serial", Quoted("B" + std::to_string(i + 1))},
-                                           {"time", Quoted("2026-03-01T08:" + std::to_string(10 + i) + ":00.000Z")},
-                                           {"value", QString::number(batches[i]).toStdString()}});
+        points +=
+            (i ? "," : "") + Object({{"moving_range", ranges[i]},
+                                     {"point", std::to_string(i + 1)},
+                                     {"run_id", Quoted(QString("r%1").arg(i + 1, 2, 10, QChar('0')).toStdString())},
+                                     {"serial", Quoted("B" + std::to_string(i + 1))},
+                                     {"time", Quoted("2026-03-01T08:" + std::to_string(10 + i) + ":00.000Z")},
+                                     {"value", QString::number(batches[i]).toStdString()}});
     const Outcome_T all = Command({"control", "tank", "level", "--json"});
     EXPECT_EQ(all.status, 0) << all.err;
-    EXPECT_EQ(all.out, "{\"baseline\":20,\"flagged\":[],\"from\":0,\"individuals\":{\"centre\":50.81,\"lcl\":45.81511111,"
-                       "\"ucl\":55.80488889},\"key\":\"level\",\"moving_range\":{\"centre\":1.877777778,\"ucl\":6.1347},"
-                       "\"plan\":\"\",\"points\":[" +
-                           points + "],\"step\":\"tank\"}");
+    EXPECT_EQ(all.out,
+              "{\"baseline\":20,\"flagged\":[],\"from\":0,\"individuals\":{\"centre\":50.81,\"lcl\":45.81511111,"
+              "\"ucl\":55.80488889},\"key\":\"level\",\"moving_range\":{\"centre\":1.877777778,\"ucl\":6.1347},"
+              "\"plan\":\"\",\"points\":[" +
+                  points + "],\"step\":\"tank\"}");
 
     // From point 3, limits of five points: 49.9 51.3 47.8 51.2 52.6 and their moving ranges 1.4 3.5 3.4 1.4.
     const Outcome_T later = Command({"control", "tank", "level", "--first-point", "3", "--baseline", "5"});
