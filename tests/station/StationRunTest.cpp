@@ -312,11 +312,11 @@ TEST(StationRun, RefusesMistakesBeforeRunningAnything)
          "sonarstation: --db: a password does not belong on the command line; libpq reads it from ~/.pgpass, "
          "PGPASSFILE or PGPASSWORD"},
         {{"go"},
-         "sonarstation: unknown command 'go'; the commands are run, history, export, sync, yield, capability, control "
-         "and help"},
+         "sonarstation: unknown command 'go'; the commands are run, history, export, sync, yield, capability, control, "
+         "dashboard and help"},
         {{},
-         "sonarstation: no command given; the commands are run, history, export, sync, yield, capability, control "
-         "and help"},
+         "sonarstation: no command given; the commands are run, history, export, sync, yield, capability, control, "
+         "dashboard and help"},
         // Reading never makes a database.
         {{"history", "SN-1", "--db", d + "/results.db"},
          "sonarstation: results database " + d + "/results.db: there is no such file"},
