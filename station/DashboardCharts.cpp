@@ -81,7 +81,9 @@ QString CDashboardCharts::Axes(const Frame_T& frame, const QString& yLabel)
                           "<line x1=\"%1\" y1=\"%4\" x2=\"%1\" y2=\"%2\"/></g>\n")
                       .arg(N(c_Left), N(bottom), N(c_Right), N(top));
     const double step = frame.percent ? 0.25 : TickStep(frame.yMax - frame.yMin);
-    for (double y = std::ceil(frame.yMin / step) * step; y <= frame.yMax + step * 1e-9; y += step)
+    // Counted: at magnitudes where adding the step changes nothing the loop still ends.
+    double y = std::ceil(frame.yMin / step) * step;
+    for (int tick = 0; tick < 20 && y <= frame.yMax + step * 1e-9; ++tick, y += step)
         svg += QString("<line x1=\"%1\" y1=\"%2\" x2=\"%3\" y2=\"%2\" stroke=\"#000000\"/>"
                        "<text x=\"%4\" y=\"%5\" text-anchor=\"end\">%6</text>\n")
                    .arg(N(c_Left - 5), N(frame.Y(y)), N(c_Left), N(c_Left - 8), N(frame.Y(y) + 4),

@@ -9,6 +9,8 @@
 #include <QJsonDocument>
 #include <QSqlQuery>
 
+#include <cmath>
+
 using namespace SqlValue;
 
 namespace
@@ -207,10 +209,13 @@ bool CDashboardUnits::ReadSteps(const QString& where, const QVariantList& values
         m.from = query.value(7).toInt();
         m.expected = query.value(8).toString();
         const QString type = query.value(9).toString();
-        m.value = type == "integer" ? QVariant(static_cast<qlonglong>(query.value(10).toDouble()))
-                  : type == "real"  ? QVariant(query.value(10).toDouble())
-                  : type == "text"  ? QVariant(query.value(11).toString())
-                                    : QVariant();
+        const double value = query.value(10).toDouble();
+        // A whole number as such, when it is one a long long holds.
+        const bool whole = std::fabs(value) < 9e18;
+        m.value = type == "integer" && whole            ? QVariant(static_cast<qlonglong>(value))
+                  : type == "integer" || type == "real" ? QVariant(value)
+                  : type == "text"                      ? QVariant(query.value(11).toString())
+                                                        : QVariant();
         m.low = Number(query.value(12));
         m.high = Number(query.value(13));
         m.met = query.value(14).toInt() != 0;

@@ -4,6 +4,7 @@
 #include "PgCluster.h"
 
 #include "Dashboard.h"
+#include "DashboardCharts.h"
 #include "DashboardUnitPage.h"
 #include "DashboardUnits.h"
 #include "DbTarget.h"
@@ -18,6 +19,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
+#include <limits>
 #include <memory>
 
 namespace
@@ -172,6 +175,15 @@ TEST(DashboardPages, ControlChartsNumberAndNameTheFlaggedPoints)
               "text-anchor=\"middle\" font-weight=\"bold\">1</text></g>");
     EXPECT_EQ(page.count("<g class=\"level\">"), 5);
     EXPECT_FALSE(page.contains("<script>"));
+
+    // Values where a tick step is lost in the magnitude, or none at all: the axes still end.
+    for (const double value : {1e16, std::numeric_limits<double>::infinity(), std::nan("")})
+    {
+        ControlChart_T odd;
+        odd.points = {Point(1, "C", value), Point(2, "C", value + 4)};
+        const QString svg = CDashboardCharts::Control(odd, 0);
+        EXPECT_LE(svg.count("text-anchor=\"end\""), 2 * 20) << value;
+    }
 
     // A long series draws its latest points; flags keep their numbers.
     std::vector<ControlPoint_T> points = {Point(1, "B", 1, {"beyond-3-sigma"})};
