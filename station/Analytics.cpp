@@ -90,6 +90,15 @@ bool Trending(const std::vector<double>& recent, size_t count)
 }
 }
 
+bool CAnalytics::Prepare(QString& error) const
+{
+    if (m_Prepared || !m_Db.Postgresql())
+        return true;
+    QSqlQuery query(m_Db.Connection());
+    m_Prepared = m_Db.Exec(query, "SELECT set_config('work_mem', '64MB', false)", {}, error);
+    return m_Prepared;
+}
+
 bool CAnalytics::Yield(const AnalyticsFilter_T& filter, const QString& by, YieldReport_T& report, QString& error) const
 {
     report = YieldReport_T();
@@ -104,7 +113,8 @@ bool CAnalytics::Yield(const AnalyticsFilter_T& filter, const QString& by, Yield
         return false;
     }
     std::vector<YieldRow_T> total;
-    if (!YieldRows(filter, "''", total, error) || (!group.isEmpty() && !YieldRows(filter, group, report.groups, error)))
+    if (!Prepare(error) || !YieldRows(filter, "''", total, error) ||
+        (!group.isEmpty() && !YieldRows(filter, group, report.groups, error)))
         return false;
     if (!total.empty())
         report.total = total.front();
@@ -168,6 +178,8 @@ bool CAnalytics::Capability(const AnalyticsFilter_T& filter, bool passedOnly, st
                             QString& error) const
 {
     QVariantList values;
+    if (!Prepare(error))
+        return false;
     const QString where = Conditions(filter, values) + (passedOnly ? " AND result = 'passed'" : "");
     // One sort a measurement gives its moving ranges, its overall mean and its latest limits.
     const QString index = "CASE WHEN lsl IS NULL THEN (usl - mean) / (3 * NULLIF(%1, 0)) "
@@ -228,6 +240,8 @@ bool CAnalytics::Control(const AnalyticsFilter_T& filter, const MeasurementId_T&
         error = "the first point is 1 or later and a baseline needs 2 points or more";
         return false;
     }
+    if (!Prepare(error))
+        return false;
     AnalyticsFilter_T measured = filter;
     if (!id.plan.isEmpty())
         measured.plan = id.plan;

@@ -31,9 +31,12 @@ public:
     static void ApplyRules(ControlChart_T& chart);
 
 private:
+    // Gives PostgreSQL the memory to sort a million values without spilling to disk.
+    bool Prepare(QString& error) const;
     bool YieldRows(const AnalyticsFilter_T& filter, const QString& group, std::vector<YieldRow_T>& rows,
                    QString& error) const;
     bool Pareto(const AnalyticsFilter_T& filter, std::vector<ParetoRow_T>& rows, QString& error) const;
 
     CResultsDb& m_Db;
+    mutable bool m_Prepared = false;
 };
