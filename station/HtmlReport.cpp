@@ -1,5 +1,6 @@
 #include "HtmlReport.h"
 
+#include "HtmlPage.h"
 #include "ReportFolder.h"
 
 #include "SvgPlot.h"
@@ -10,16 +11,8 @@
 
 namespace
 {
-// Long names wrap and wide tables shrink, so no page scrolls sideways.
-const char* const c_Style =
-    "body{font-family:sans-serif;margin:16px;color:#111}"
-    "table{border-collapse:collapse;margin-bottom:16px}"
-    "td,th{border:1px solid #888;padding:4px 8px;text-align:left;vertical-align:top;overflow-wrap:anywhere}"
-    "table.grid{width:100%;table-layout:fixed}"
-    "td.met{background:#8fd19e}td.unmet{background:#f19a94}td.timeout{background:#f6c26b}td.missing{background:#ddd}"
-    "td a{color:#111;display:block}p.facts{line-height:1.5}"
-    "code{overflow-wrap:anywhere}pre{background:#f4f4f4;padding:8px;overflow-x:auto}"
-    "svg{max-width:100%;height:auto}"
+// The live board's tiles and the running cells, beside the pages' common style.
+const char* const c_BoardStyle =
     "div.board{display:flex;flex-wrap:wrap;gap:12px;margin-bottom:16px}"
     "div.tile{border:3px solid #888;border-radius:8px;padding:8px 20px;min-width:240px;text-align:center}"
     "div.tile div{margin:4px 0;overflow-wrap:anywhere}div.serial{font-size:40px;font-weight:bold}"
@@ -34,14 +27,12 @@ const char* const c_Refresh = "<meta http-equiv=\"refresh\" content=\"2\">";
 
 QString E(const QString& text)
 {
-    return text.toHtmlEscaped();
+    return CHtmlPage::Escape(text);
 }
 
 QString Page(const QString& title, const QString& body, const QString& head = QString())
 {
-    return QString("<!DOCTYPE html>\n<html lang=\"en\"><head><meta charset=\"utf-8\">%4<title>%1</title>"
-                   "<style>%2</style></head>\n<body>\n<h1>%1</h1>\n%3</body></html>\n")
-        .arg(E(title), c_Style, body, head);
+    return CHtmlPage::Page(title, body, c_BoardStyle, head);
 }
 
 QString Serial(const UnitResult_T& unit)

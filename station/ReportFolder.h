@@ -7,13 +7,17 @@
 #include <QByteArray>
 #include <QString>
 
+#include <functional>
 #include <utility>
 #include <vector>
 
 class CReportFolder
 {
 public:
-    explicit CReportFolder(const QString& path) : m_Path(path) {}
+    // DURABLE: each file is flushed to the disk before the swap. A folder
+    // that is made again from the database at will (the dashboard, thousands
+    // of pages) skips that.
+    explicit CReportFolder(const QString& path, bool durable = true) : m_Path(path), m_Durable(durable) {}
 
     // False with "PATH: why" when no report may go there: a file, a folder
     // holding anything but an earlier report of the station's, or no folder to
@@ -21,6 +25,11 @@ public:
     bool Check(QString& error) const;
     // FILES (name, bytes) become the folder's whole content.
     bool Replace(const std::vector<std::pair<QString, QByteArray>>& files, QString& error) const;
+    // The same, the files handed over one at a time, so that a large report
+    // never sits in memory whole. FILL gives each file to PUT and returns
+    // false with a message to leave the earlier folder as it was.
+    using Put_T = std::function<bool(const QString& name, const QByteArray& bytes, QString& error)>;
+    bool Replace(const std::function<bool(const Put_T& put, QString& error)>& fill, QString& error) const;
     // FILES (name, bytes) replace their namesakes in the report now in the
     // folder, each file whole; false when the folder is no report of the station's.
     bool Update(const std::vector<std::pair<QString, QByteArray>>& files, QString& error) const;
@@ -29,9 +38,11 @@ public:
 
 private:
     QString Target() const;
-    bool Build(const QString& folder, const std::vector<std::pair<QString, QByteArray>>& files, QString& error) const;
+    bool Build(const QString& folder, const std::function<bool(const Put_T& put, QString& error)>& fill,
+               QString& error) const;
     static QString NewSibling(const QString& target, const char* kind);
     static bool Swap(const QString& built, const QString& target, QString& error);
 
     QString m_Path;
+    bool m_Durable;
 };

@@ -1,5 +1,6 @@
 #include "SvgPlot.h"
 
+#include "HtmlPage.h"
 #include "HtmlReport.h"
 
 #include <algorithm>
@@ -46,7 +47,7 @@ QString N(double value)
 
 QString E(const QString& text)
 {
-    return text.toHtmlEscaped();
+    return CHtmlPage::Escape(text);
 }
 
 // An open side is infinite here; it reaches the plot's edge once the frame is known.

@@ -1,6 +1,6 @@
-// The HTML report in a real browser: headless Chromium takes screenshots of the
-// grid, of a plot page and of the report while a run lasts, and their pixels
-// must show what the pages draw.
+// The HTML report and the dashboard in a real browser: headless Chromium takes
+// screenshots of their pages, also of the report while a run lasts, and their
+// pixels must show what the pages draw.
 #include "HeadlessChromium.h"
 #include "HtmlReport.h"
 #include "StationProcess.h"
@@ -254,4 +254,49 @@ TEST(Browser, TheReportFollowsTheRunAndEndsInLargeVerdicts)
     EXPECT_GT(CountColour(after.image, 0x2e, 0x9e, 0x44, 8), 30000);
     EXPECT_GT(CountColour(after.image, 0xd0, 0x34, 0x2c, 8), 30000);
 }
+}
+
+namespace
+{
+// scrollWidth and clientWidth of PAGE at 1200 px: equal when nothing sticks out sideways.
+QString Widths(const QString& chromium, const QString& page)
+{
+    CHeadlessChromium browser;
+    QString error;
+    QJsonValue widths;
+    EXPECT_TRUE(browser.Start(chromium, error) && browser.Open("file://" + page, 1200, 900, error) &&
+                browser.Evaluate("document.documentElement.scrollWidth + ' ' + document.documentElement.clientWidth",
+                                 widths, error))
+        << page.toStdString() << ": " << error.toStdString();
+    return widths.toString();
+}
+}
+
+// The dashboard of a stored virtual lot with a defective unit (the 16th): its pages fit the
+// window and draw the Pareto's bar, the control chart and the unit's echo.
+TEST(Browser, DashboardOfAStoredLotFitsAndDrawsItsCharts)
+{
+    const QString chromium = QStandardPaths::findExecutable("chromium");
+    if (chromium.isEmpty())
+        GTEST_SKIP() << "chromium not installed (Debian chromium): the dashboard is NOT checked in a browser";
+    QTemporaryDir dir;
+    const QString db = dir.filePath("lot.db");
+    const StationRun_T lot = RunStation({"run", PlanFile("cor.txt"), "--lot", "ql4k:16", "--db", db, "-j", "2"});
+    ASSERT_EQ(lot.exitCode, 1) << lot.errors.toStdString();
+    const QString out = dir.filePath("dashboard");
+    const StationRun_T run = RunStation({"dashboard", "--db", db, "--virtual", "--out", out});
+    ASSERT_EQ(run.exitCode, 0) << run.errors.toStdString();
+    const QStringList units = QDir(out).entryList({"unit-*.html"}, QDir::Files, QDir::Name);
+    ASSERT_EQ(units.size(), 16);
+    for (const QString& page : {QString("index.html"), QString("units.html"), QString("control-1.html"), units[15]})
+        EXPECT_EQ(Widths(chromium, out + "/" + page).toStdString(), "1200 1200") << page.toStdString();
+
+    const Image_T index = Screenshot(chromium, out + "/index.html");
+    // The defective unit's failure as the Pareto's one bar, 40 % of the table wide.
+    EXPECT_GT(CountColour(index, 0xd0, 0x34, 0x2c, 2), 1500) << "the Pareto's bar";
+    EXPECT_GT(CountColour(index, 0xff, 0xff, 0xff, 0), 1200 * 900 / 4) << "a white page";
+    const Image_T control = Screenshot(chromium, out + "/control-1.html");
+    EXPECT_GT(CountColour(control, 0x1f, 0x4e, 0x9c, 40), 300) << "the points and their line";
+    const Image_T unit = Screenshot(chromium, out + "/" + units[15]);
+    EXPECT_GT(CountColour(unit, 0xf1, 0x9a, 0x94, 2), 500) << "the failed run's cell";
 }

@@ -319,10 +319,10 @@ TEST(StationRun, RefusesMistakesBeforeRunningAnything)
          "PGPASSFILE or PGPASSWORD"},
         {{"go"},
          "sonarstation: unknown command 'go'; the commands are run, history, export, sync, yield, capability, control, "
-         "limits and help"},
+         "dashboard, limits and help"},
         {{},
          "sonarstation: no command given; the commands are run, history, export, sync, yield, capability, control, "
-         "limits and help"},
+         "dashboard, limits and help"},
         // Reading never makes a database.
         {{"history", "SN-1", "--db", d + "/results.db"},
          "sonarstation: results database " + d + "/results.db: there is no such file"},
