@@ -2,10 +2,14 @@
 
 #include "Analytics.h"
 #include "AnalyticsFormat.h"
+#include "Dashboard.h"
 #include "HistoryFormat.h"
 #include "ResultCommands.h"
 #include "ResultsDb.h"
 
+#include <QDir>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QRegularExpression>
 
 #include <cerrno>
@@ -28,6 +32,7 @@ const char* CAnalyticsCommands::Usage()
     return "usage: sonarstation yield [--by day|station|product] [COMMON]\n"
            "       sonarstation capability [--passed-only] [COMMON]\n"
            "       sonarstation control STEP KEY [--from INDEX] [--first-point N] [--baseline N] [COMMON]\n"
+           "       sonarstation dashboard --out DIR [COMMON]\n"
            "COMMON: [--db DB] [--plan NAME] [--since TIME] [--until TIME] [--virtual] [--json]\n"
            "yield prints the units whose first attempt started in the window, their\n"
            "first-pass, second-pass, third-pass and last-pass yields, the run yield and\n"
@@ -38,7 +43,9 @@ const char* CAnalyticsCommands::Usage()
            "limits from the first N points (--baseline, default 20) from point\n"
            "--first-point, and the points that break a rule. TIME is an ISO 8601 date\n"
            "(its midnight UTC) or time; --until is exclusive. Virtual units are left out\n"
-           "unless --virtual is given. docs/analytics.md defines every figure.\n";
+           "unless --virtual is given. dashboard writes all of these as HTML pages into\n"
+           "DIR, with a page per unit, replacing an earlier dashboard there whole.\n"
+           "docs/analytics.md defines every figure.\n";
 }
 
 bool CAnalyticsCommands::ParseTime(const QString& text, QDateTime& time)
@@ -73,7 +80,7 @@ bool CAnalyticsCommands::Parse(const QString& command, const QStringList& argume
             return true;
         }
         const bool takesValue = word == "--db" || word == "--plan" || word == "--since" || word == "--until" ||
-                                (command == "yield" && word == "--by") ||
+                                (command == "yield" && word == "--by") || (command == "dashboard" && word == "--out") ||
                                 (control && (word == "--from" || word == "--first-point" || word == "--baseline"));
         if (takesValue && i + 1 >= arguments.size())
         {
@@ -88,6 +95,8 @@ bool CAnalyticsCommands::Parse(const QString& command, const QStringList& argume
             options.filter.plan = value;
         else if (word == "--since" || word == "--until")
             ok = ParseTime(value, word == "--since" ? options.filter.since : options.filter.until);
+        else if (word == "--out")
+            options.out = value;
         else if (word == "--by")
         {
             options.by = value;
@@ -124,6 +133,11 @@ bool CAnalyticsCommands::Parse(const QString& command, const QStringList& argume
                              c_SeeUsage);
             return false;
         }
+    }
+    if (command == "dashboard" && options.out.isEmpty())
+    {
+        error = QString("dashboard needs --out DIR") + c_SeeUsage;
+        return false;
     }
     if (control && options.subject.size() < 2)
     {
@@ -216,4 +230,32 @@ int CAnalyticsCommands::Control(const QStringList& arguments) const
         return Fail(QString("no stored value of %1 in step %2")
                         .arg(CAnalyticsFormat::Label(id.key, id.from), id.step));
     return 0;
+}
+
+int CAnalyticsCommands::Dashboard(const QStringList& arguments) const
+{
+    Options_T options;
+    QString error;
+    if (!Parse("dashboard", arguments, options, error))
+        return Refuse(error);
+    if (options.help)
+        return Print(Usage()) ? 0 : 1;
+    CResultsDb db;
+    if (!CResultCommands::Open(options.db, db, error))
+        return Refuse(error);
+    DashboardSummary_T summary;
+    if (!CDashboard(db).Write(options.out, options.filter, summary, error))
+        return Fail(error);
+    const QString index = QDir(options.out).filePath("index.html");
+    const QByteArray text =
+        options.json ? QJsonDocument(QJsonObject{{"index", index},
+                                                 {"units", summary.units},
+                                                 {"control_charts", static_cast<qint64>(summary.charts)}})
+                               .toJson(QJsonDocument::Indented)
+                     : QString("%1: %2 unit page(s), %3 control chart(s)\n")
+                           .arg(index)
+                           .arg(summary.units)
+                           .arg(summary.charts)
+                           .toUtf8();
+    return Print(text) ? 0 : 1;
 }

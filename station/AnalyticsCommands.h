@@ -18,6 +18,7 @@ public:
     int Yield(const QStringList& arguments) const;
     int Capability(const QStringList& arguments) const;
     int Control(const QStringList& arguments) const;
+    int Dashboard(const QStringList& arguments) const;
 
     static const char* Usage();
     // An ISO 8601 date (its midnight UTC) or time (UTC unless it names its offset).
@@ -36,6 +37,7 @@ private:
         int from = 0;             // control: the key's first sample
         int firstPoint = 1;
         int baseline = 20;
+        QString out;  // dashboard: the folder
     };
 
     static bool Parse(const QString& command, const QStringList& arguments, Options_T& options, QString& error);

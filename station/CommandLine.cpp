@@ -125,7 +125,7 @@ const char* CCommandLine::Usage()
            "       sonarstation history SERIAL [--db DB] [--json]\n"
            "       sonarstation export RUN_ID [--db DB] [--json FILE|-] [--junit FILE] [--report DIR]\n"
            "                                      (history --help, export --help: what they do)\n"
-           "       sonarstation yield|capability|control ...   (yield --help: the analytics)\n"
+           "       sonarstation yield|capability|control|dashboard ...   (yield --help: the analytics)\n"
            "       sonarstation help\n"
            "Runs the plan's steps on every unit: --unit is a fresh virtual unit of PROFILE\n"
            "(vunit --list lists them), --ssh a real unit reached with ssh in batch mode,\n"

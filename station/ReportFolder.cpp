@@ -73,7 +73,7 @@ QString CReportFolder::NewSibling(const QString& target, const char* kind)
     }
 }
 
-bool CReportFolder::Build(const QString& folder, const std::vector<std::pair<QString, QByteArray>>& files,
+bool CReportFolder::Build(const QString& folder, const std::function<bool(const Put_T& put, QString& error)>& fill,
                           QString& error) const
 {
     if (!QFileInfo(folder).isDir())
@@ -81,10 +81,11 @@ bool CReportFolder::Build(const QString& folder, const std::vector<std::pair<QSt
         error = QString("%1: cannot create %2").arg(m_Path, folder);
         return false;
     }
-    for (const auto& file : files)
-        if (!SaveFile(QDir(folder).filePath(file.first), file.second, error))
-            return false;
-    return SaveFile(QDir(folder).filePath(MarkerName()), c_Marker, error);
+    const QDir dir(folder);
+    const Put_T put = [&dir](const QString& name, const QByteArray& bytes, QString& why) {
+        return SaveFile(dir.filePath(name), bytes, why);
+    };
+    return fill(put, error) && SaveFile(dir.filePath(MarkerName()), c_Marker, error);
 }
 
 bool CReportFolder::Swap(const QString& built, const QString& target, QString& error)
@@ -122,6 +123,18 @@ bool CReportFolder::Swap(const QString& built, const QString& target, QString& e
 
 bool CReportFolder::Replace(const std::vector<std::pair<QString, QByteArray>>& files, QString& error) const
 {
+    return Replace(
+        [&files](const Put_T& put, QString& why) {
+            for (const auto& file : files)
+                if (!put(file.first, file.second, why))
+                    return false;
+            return true;
+        },
+        error);
+}
+
+bool CReportFolder::Replace(const std::function<bool(const Put_T& put, QString& error)>& fill, QString& error) const
+{
     if (!Check(error))
         return false;
     const QString target = Target();
@@ -131,7 +144,7 @@ bool CReportFolder::Replace(const std::vector<std::pair<QString, QByteArray>>& f
         return false;
     }
     const QString built = NewSibling(target, "new");
-    const bool ok = Build(built, files, error) && Swap(built, target, error);
+    const bool ok = Build(built, fill, error) && Swap(built, target, error);
     // On success this holds the earlier report; on failure the unfinished new one.
     QDir(built).removeRecursively();
     return ok;

@@ -7,6 +7,7 @@
 #include <QByteArray>
 #include <QString>
 
+#include <functional>
 #include <utility>
 #include <vector>
 
@@ -21,12 +22,18 @@ public:
     bool Check(QString& error) const;
     // FILES (name, bytes) become the folder's whole content.
     bool Replace(const std::vector<std::pair<QString, QByteArray>>& files, QString& error) const;
+    // The same, the files handed over one at a time, so that a large report
+    // never sits in memory whole. FILL gives each file to PUT and returns
+    // false with a message to leave the earlier folder as it was.
+    using Put_T = std::function<bool(const QString& name, const QByteArray& bytes, QString& error)>;
+    bool Replace(const std::function<bool(const Put_T& put, QString& error)>& fill, QString& error) const;
 
     static const char* MarkerName() { return ".sonarstation-report"; }
 
 private:
     QString Target() const;
-    bool Build(const QString& folder, const std::vector<std::pair<QString, QByteArray>>& files, QString& error) const;
+    bool Build(const QString& folder, const std::function<bool(const Put_T& put, QString& error)>& fill,
+               QString& error) const;
     static QString NewSibling(const QString& target, const char* kind);
     static bool Swap(const QString& built, const QString& target, QString& error);
 

@@ -1,5 +1,6 @@
 #include "SvgPlot.h"
 
+#include "HtmlPage.h"
 #include "HtmlReport.h"
 
 #include <algorithm>
@@ -46,7 +47,7 @@ QString N(double value)
 
 QString E(const QString& text)
 {
-    return text.toHtmlEscaped();
+    return CHtmlPage::Escape(text);
 }
 
 bool Range(const ExpectationResult_T& expectation, double& min, double& max)

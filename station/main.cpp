@@ -175,13 +175,14 @@ int main(int argc, char** argv)
         const CResultCommands commands(stdout, stderr);
         return command == "history" ? commands.History(raw) : commands.Export(raw);
     }
-    if (command == "yield" || command == "capability" || command == "control")
+    if (command == "yield" || command == "capability" || command == "control" || command == "dashboard")
     {
         const CAnalyticsCommands analytics(stdout, stderr);
         const QStringList rest = arguments.mid(1);
         return command == "yield" ? analytics.Yield(rest)
                : command == "capability" ? analytics.Capability(rest)
-                                         : analytics.Control(rest);
+               : command == "control"    ? analytics.Control(rest)
+                                         : analytics.Dashboard(rest);
     }
     StationOptions_T options;
     QString error;
@@ -194,6 +195,6 @@ int main(int argc, char** argv)
     }
     if (command != "run")
         return Refuse(QString(command.isEmpty() ? "no command given" : "unknown command '" + command + "'") +
-                      "; the commands are run, history, export, sync, yield, capability, control and help");
+                      "; the commands are run, history, export, sync, yield, capability, control, dashboard and help");
     return Run(options);
 }
