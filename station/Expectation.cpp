@@ -7,20 +7,38 @@
 
 namespace
 {
-const QStringList c_RangeKeys = {"reading", "samples", "peak", "peak-index", "mean", "errors"};
+const QStringList c_RangeKeys = {"reading", "samples", "peak", "peak-index", "mean", "noise", "ringdown", "errors"};
 
 QString Number(double value)
 {
     return QString::number(value, 'g', 12);
 }
+
+bool IsIndex(const QString& word)
+{
+    static const QRegularExpression index("^[0-9]{1,9}$");
+    return index.match(word).hasMatch();
+}
 }
 
-bool CExpectation::Parse(const QString& key, const QString& value, int from, CExpectation& expectation, QString& error)
+bool CExpectation::Parse(const QStringList& words, CExpectation& expectation, QString& error)
 {
     expectation = CExpectation();
-    expectation.m_Key = key;
-    expectation.m_From = from;
-    if (from > 0 && (key == "verdict" || key == "reading" || key == "errors"))
+    expectation.m_Key = words.value(0);
+    const QString& key = expectation.m_Key;
+    if (key == "noise" || key == "ringdown")
+    {
+        if (!expectation.ParseWindow(words, error))
+            return false;
+    }
+    else if (words.size() != 2 && (words.size() != 4 || words[2] != "from" || !IsIndex(words[3])))
+    {
+        error = "an expectation is: expect KEY VALUE [from INDEX]";
+        return false;
+    }
+    else
+        expectation.m_From = words.value(3).toInt();
+    if (expectation.m_From > 0 && (key == "verdict" || key == "reading" || key == "errors"))
     {
         error = QString("'from' applies to the sample expectations only, not to %1").arg(key);
         return false;
@@ -28,46 +46,83 @@ bool CExpectation::Parse(const QString& key, const QString& value, int from, CEx
     if (key == "verdict")
     {
         static const QStringList verdicts = {"passed", "failed", "performed", "any"};
-        if (!verdicts.contains(value))
+        if (!verdicts.contains(words[1]))
         {
-            error = QString("verdict must be passed, failed, performed or any, not '%1'").arg(value);
+            error = QString("verdict must be passed, failed, performed or any, not '%1'").arg(words[1]);
             return false;
         }
-        expectation.m_Verdicts = QStringList(value);
+        expectation.m_Verdicts = QStringList(words[1]);
         return true;
     }
     if (!c_RangeKeys.contains(key))
     {
-        error =
-            QString("unknown expectation '%1' (verdict, reading, samples, peak, peak-index, mean or errors)").arg(key);
+        error = QString("unknown expectation '%1' (verdict, reading, samples, peak, peak-index, mean, noise, "
+                        "ringdown or errors)")
+                    .arg(key);
         return false;
     }
-    const bool fraction = key == "reading" || key == "mean";
-    if (!ParseRange(value, fraction, expectation.m_Min, expectation.m_Max))
+    return expectation.ParseRange(words[1], error);
+}
+
+bool CExpectation::ParseWindow(const QStringList& words, QString& error)
+{
+    static const QRegularExpression level("^-?[0-9]{1,9}$");
+    if (m_Key == "noise")
     {
-        error = QString("%1 takes MIN..MAX or one %2 number, not '%3'").arg(key, fraction ? "decimal" : "whole", value);
-        return false;
+        if (words.size() != 6 || words[2] != "from" || !IsIndex(words[3]) || words[4] != "to" || !IsIndex(words[5]))
+        {
+            error = "a noise expectation is: expect noise RANGE from A to B";
+            return false;
+        }
+        m_From = words[3].toInt();
+        m_To = words[5].toInt();
+        if (m_From >= m_To)
+        {
+            error = QString("noise window from %1 to %2 holds no sample: A must be below B").arg(m_From).arg(m_To);
+            return false;
+        }
+        return true;
     }
-    if (expectation.m_Min > expectation.m_Max)
+    if (words.size() != 4 || words[2] != "below" || !level.match(words[3]).hasMatch())
     {
-        error = QString("%1 range '%2' is empty: its minimum is above its maximum").arg(key, value);
+        error = "a ringdown expectation is: expect ringdown RANGE below LEVEL (a whole number)";
         return false;
     }
+    m_Level = words[3].toInt();
     return true;
 }
 
-bool CExpectation::ParseRange(const QString& value, bool fraction, double& min, double& max)
+bool CExpectation::ParseRange(const QString& value, QString& error)
 {
     static const QRegularExpression whole("^-?[0-9]{1,15}$");
     static const QRegularExpression decimal("^-?[0-9]{1,15}(\\.[0-9]{1,15})?$");
-    const QRegularExpression& number = fraction ? decimal : whole;
+    const QRegularExpression& number = Decimal() ? decimal : whole;
+    if (value == "..")
+    {
+        error = QString("%1 range '..' sets no limit: write MIN..MAX, MIN.. or ..MAX").arg(m_Key);
+        return false;
+    }
     const int dots = value.indexOf("..");
     const QString low = dots < 0 ? value : value.left(dots);
     const QString high = dots < 0 ? value : value.mid(dots + 2);
-    if (!number.match(low).hasMatch() || !number.match(high).hasMatch())
+    // One side of a range may be left empty: it has no limit there.
+    const bool lowOk = (dots >= 0 && low.isEmpty()) || number.match(low).hasMatch();
+    const bool highOk = (dots >= 0 && high.isEmpty()) || number.match(high).hasMatch();
+    if (!lowOk || !highOk)
+    {
+        error = QString("%1 takes MIN..MAX, MIN.., ..MAX or one %2 number, not '%3'")
+                    .arg(m_Key, Decimal() ? "decimal" : "whole", value);
         return false;
-    min = low.toDouble();
-    max = high.toDouble();
+    }
+    if (!low.isEmpty())
+        m_Min = low.toDouble();
+    if (!high.isEmpty())
+        m_Max = high.toDouble();
+    if (m_Min && m_Max && *m_Min > *m_Max)
+    {
+        error = QString("%1 range '%2' is empty: its minimum is above its maximum").arg(m_Key, value);
+        return false;
+    }
     return true;
 }
 
@@ -79,11 +134,25 @@ CExpectation CExpectation::DefaultVerdict()
     return expectation;
 }
 
+QString CExpectation::RangeText(std::optional<double> min, std::optional<double> max)
+{
+    if (min && max && *min == *max)
+        return Number(*min);
+    return (min ? Number(*min) : QString()) + ".." + (max ? Number(*max) : QString());
+}
+
 QString CExpectation::Expected() const
 {
-    if (m_Key == "verdict")
-        return m_Verdicts.join(" or ");
-    return m_Min == m_Max ? Number(m_Min) : Number(m_Min) + ".." + Number(m_Max);
+    return m_Key == "verdict" ? m_Verdicts.join(" or ") : RangeText(m_Min, m_Max);
+}
+
+QString CExpectation::Detail() const
+{
+    if (m_Key == "noise")
+        return QString("from %1 to %2").arg(m_From).arg(m_To);
+    if (m_Key == "ringdown")
+        return QString("below %1").arg(m_Level);
+    return QString();
 }
 
 QVariant CExpectation::Measure(const StepReport_T& report) const
@@ -97,6 +166,10 @@ QVariant CExpectation::Measure(const StepReport_T& report) const
     if (report.blocks.empty())
         return QVariant();
     const std::vector<int>& block = report.blocks.front().samples;
+    if (m_Key == "noise")
+        return MeasureNoise(block);
+    if (m_Key == "ringdown")
+        return MeasureRingdown(block);
     const auto begin = block.begin() + std::min<size_t>(static_cast<size_t>(m_From), block.size());
     if (m_Key == "samples")
         return QVariant(static_cast<qlonglong>(block.end() - begin));
@@ -113,12 +186,36 @@ QVariant CExpectation::Measure(const StepReport_T& report) const
     return QVariant(sum / static_cast<double>(block.end() - begin));
 }
 
+QVariant CExpectation::MeasureNoise(const std::vector<int>& block) const
+{
+    // A block that ends inside the window gives no noise figure rather than one of fewer samples.
+    if (block.size() < static_cast<size_t>(m_To))
+        return QVariant();
+    double sum = 0;
+    for (int i = m_From; i < m_To; ++i)
+        sum += static_cast<double>(block[static_cast<size_t>(i)]) * block[static_cast<size_t>(i)];
+    return QVariant(std::sqrt(sum / (m_To - m_From)));
+}
+
+QVariant CExpectation::MeasureRingdown(const std::vector<int>& block) const
+{
+    // The largest sample is the transmit bang; the first one of equals when it is flat-topped.
+    const auto peak = std::max_element(block.begin(), block.end());
+    if (peak == block.end())
+        return QVariant();
+    const auto below = std::find_if(peak + 1, block.end(), [this](int sample) { return sample < m_Level; });
+    if (below == block.end())
+        return QVariant();
+    return QVariant(static_cast<qlonglong>(below - block.begin()));
+}
+
 ExpectationResult_T CExpectation::Evaluate(const StepReport_T& report, const QString& verdict) const
 {
     ExpectationResult_T result;
     result.key = m_Key;
     result.expected = Expected();
     result.from = m_From;
+    result.detail = Detail();
     if (m_Key == "verdict")
     {
         result.measured = verdict;
@@ -131,7 +228,7 @@ ExpectationResult_T CExpectation::Evaluate(const StepReport_T& report, const QSt
     if (result.measured.isValid())
     {
         const double value = result.measured.toDouble();
-        result.met = value >= m_Min && value <= m_Max;
+        result.met = (!m_Min || value >= *m_Min) && (!m_Max || value <= *m_Max);
     }
     return result;
 }

@@ -102,14 +102,8 @@ bool CPlan::ParseExpect(const QStringList& words, QString& error)
         error = "an expectation before the first step";
         return false;
     }
-    static const QRegularExpression index("^[0-9]{1,9}$");
-    if (words.size() != 3 && (words.size() != 5 || words[3] != "from" || !index.match(words[4]).hasMatch()))
-    {
-        error = "an expectation is: expect KEY VALUE [from INDEX]";
-        return false;
-    }
     CExpectation expectation;
-    if (!CExpectation::Parse(words[1], words[2], words.value(4).toInt(), expectation, error))
+    if (!CExpectation::Parse(words.mid(1), expectation, error))
         return false;
     for (const CExpectation& other : m_Steps.back().expectations)
         if (other.Key() == expectation.Key() && other.From() == expectation.From())

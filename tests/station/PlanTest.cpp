@@ -29,9 +29,34 @@ TEST(Plan, RefusesEveryMalformedLineNamingFileAndLine)
         {"step a sensepin\nrun a\n", "p.txt:2: unknown statement 'run' (step, expect, timeout or send)"},
         {"step a sensepin\nexpect verdict ok\n", "p.txt:2: verdict must be passed, failed, performed or any, not 'ok'"},
         {"step a sensepin\nexpect colour red\n",
-         "p.txt:2: unknown expectation 'colour' (verdict, reading, samples, peak, peak-index, mean or errors)"},
-        {"step a sensepin\nexpect peak 1.5..3\n", "p.txt:2: peak takes MIN..MAX or one whole number, not '1.5..3'"},
-        {"step a sensepin\nexpect mean 2..x\n", "p.txt:2: mean takes MIN..MAX or one decimal number, not '2..x'"},
+         "p.txt:2: unknown expectation 'colour' (verdict, reading, samples, peak, peak-index, mean, noise, ringdown or "
+         "errors)"},
+        {"step a sensepin\nexpect peak 1.5..3\n",
+         "p.txt:2: peak takes MIN..MAX, MIN.., ..MAX or one whole number, not '1.5..3'"},
+        {"step a sensepin\nexpect mean 2..x\n",
+         "p.txt:2: mean takes MIN..MAX, MIN.., ..MAX or one decimal number, not '2..x'"},
+        {"step a sensepin\nexpect peak ..\n", "p.txt:2: peak range '..' sets no limit: write MIN..MAX, MIN.. or ..MAX"},
+        {"step a sensepin\nexpect mean ...5\n",
+         "p.txt:2: mean takes MIN..MAX, MIN.., ..MAX or one decimal number, not '...5'"},
+        {"step a sensepin\nexpect peak 3...\n",
+         "p.txt:2: peak takes MIN..MAX, MIN.., ..MAX or one whole number, not '3...'"},
+        {"step a sensepin\nexpect samples 5..6..7\n",
+         "p.txt:2: samples takes MIN..MAX, MIN.., ..MAX or one whole number, not '5..6..7'"},
+        {"step a sensepin\nexpect noise 1..2\n", "p.txt:2: a noise expectation is: expect noise RANGE from A to B"},
+        {"step a sensepin\nexpect noise 1..2 from 4 until 9\n",
+         "p.txt:2: a noise expectation is: expect noise RANGE from A to B"},
+        {"step a sensepin\nexpect noise 1..2 from 5 to 5\n",
+         "p.txt:2: noise window from 5 to 5 holds no sample: A must be below B"},
+        {"step a sensepin\nexpect noise 1..x from 0 to 5\n",
+         "p.txt:2: noise takes MIN..MAX, MIN.., ..MAX or one decimal number, not '1..x'"},
+        {"step a sensepin\nexpect noise ..2 from 0 to 5\nexpect noise 1.. from 0 to 9\n",
+         "p.txt:3: step 'a' already has this noise expectation"},
+        {"step a sensepin\nexpect ringdown 9 below 2.5\n",
+         "p.txt:2: a ringdown expectation is: expect ringdown RANGE below LEVEL (a whole number)"},
+        {"step a sensepin\nexpect ringdown 9 from 2\n",
+         "p.txt:2: a ringdown expectation is: expect ringdown RANGE below LEVEL (a whole number)"},
+        {"step a sensepin\nexpect ringdown 1.5.. below 3\n",
+         "p.txt:2: ringdown takes MIN..MAX, MIN.., ..MAX or one whole number, not '1.5..'"},
         {"step a sensepin\nexpect samples 9..3\n",
          "p.txt:2: samples range '9..3' is empty: its minimum is above its maximum"},
         {"step a sensepin\nexpect peak\n", "p.txt:2: an expectation is: expect KEY VALUE [from INDEX]"},
@@ -39,7 +64,7 @@ TEST(Plan, RefusesEveryMalformedLineNamingFileAndLine)
          "p.txt:2: 'from' applies to the sample expectations only, not to reading"},
         {"step a sensepin\nexpect errors 0 from 1\n",
          "p.txt:2: 'from' applies to the sample expectations only, not to errors"},
-        {"step a sensepin\nexpect errors 0.5\n", "p.txt:2: errors takes MIN..MAX or one whole number, not '0.5'"},
+        {"step a sensepin\nexpect errors 0.5\n", "p.txt:2: errors takes MIN..MAX, MIN.., ..MAX or one whole number, not '0.5'"},
         {"step a sensepin\nexpect peak 1\nexpect peak 2\n", "p.txt:3: step 'a' already has this peak expectation"},
         {"step a sensepin\ntimeout 0\n", "p.txt:2: a timeout is: timeout SECONDS (a number above 0)"},
         {"step a sensepin\ntimeout 1\ntimeout 2\n", "p.txt:3: step 'a' already has a timeout"},
@@ -158,6 +183,34 @@ TEST(Plan, ExpectationsJudgeTheFirstBlockAndTheVerdict)
               "verdict passed or performed passed met\nerrors 1..2 2 met\n");
     EXPECT_EQ(Judge("step t speed 0\nexpect errors 0\n", "", "timeout"),
               "verdict passed or performed timeout unmet\nerrors 0 0 met\n");
+}
+
+// Open ranges judge one side; noise and ringdown read the first block, and a
+// block that cannot give them leaves the expectation unmet.
+TEST(Plan, OpenRangesNoiseAndRingdown)
+{
+    // 250 120 60 7 1 7 1 0: the bang rings down below 50 at sample 3; samples 3 to 6 have an RMS of 5.
+    const QByteArray ping = "<SonarFPGAData>250120060007001007001000<EndSonarFPGAData>\n"
+                            "<SonarFPGAData>000255<EndSonarFPGAData>\nTest Result: Test Passed.\n";
+    const char* plan = "step p ping\nexpect peak 240..\nexpect peak ..119 from 1\nexpect mean -3.5..\n"
+                       "expect peak-index ..2 from 3\nexpect samples 2.. from 7\n"
+                       "expect noise ..6 from 3 to 7\nexpect noise 5.5.. from 0 to 8\nexpect noise 0..9 from 1 to 9\n"
+                       "expect ringdown 4.. below 50\n"
+                       "step q ping\nexpect ringdown 3 below 61\nstep r ping\nexpect ringdown 0.. below 0\n"
+                       "step s ping\nexpect noise -1..1 from 4 to 5\nexpect ringdown ..-1 below -1\n";
+    EXPECT_EQ(Judge(plan, ping), "verdict passed or performed passed met\npeak 240.. 250 met\n"
+                                 "peak from 1 ..119 120 unmet\nmean -3.5.. 55.75 met\n"
+                                 "peak-index from 3 ..2 3 unmet\nsamples from 7 2.. 1 unmet\n"
+                                 "noise from 3 to 7 ..6 5 met\nnoise from 0 to 8 5.5.. 100.37429949942366 met\n"
+                                 "noise from 1 to 9 0..9 - unmet\nringdown below 50 4.. 3 unmet\n"
+                                 "verdict passed or performed passed met\nringdown below 61 3 2 unmet\n"
+                                 "verdict passed or performed passed met\nringdown below 0 0.. - unmet\n"
+                                 "verdict passed or performed passed met\nnoise from 4 to 5 -1..1 1 met\n"
+                                 "ringdown below -1 ..-1 - unmet\n");
+    // A block whose largest sample is its last one has nothing after it to ring down.
+    EXPECT_EQ(Judge("step p ping\nexpect verdict any\nexpect ringdown 0.. below 255\n",
+                    "<SonarFPGAData>000010255<EndSonarFPGAData>\n"),
+              "verdict any none met\nringdown below 255 0.. - unmet\n");
 }
 
 TEST(UnitTarget, CommandLinesOfVirtualAndSshUnits)
