@@ -16,8 +16,9 @@
 
 namespace
 {
-const char* const c_Usage = "usage: sonarstation db-bench --db DB [--runs N] [--steps N] [--samples N]\n"
-                            "       sonarstation db-bench --db DB --lot [--runs N] [--serials N] [--days N] [--batch N]";
+const char* const c_Usage =
+    "usage: sonarstation db-bench --db DB [--runs N] [--steps N] [--samples N]\n"
+    "       sonarstation db-bench --db DB --lot [--runs N] [--serials N] [--days N] [--batch N]";
 
 // Transmit ring-down, a bottom echo and noise, as three-digit samples.
 QByteArray Block(int samples, unsigned& state)

@@ -79,11 +79,21 @@ Shape_T Faulty(Shape_T shape, int step)
 {
     switch (step)
     {
-    case 0: shape.transmit = 690; break;
-    case 1: shape.echo = 140; break;
-    case 2: shape.offset = 70; break;
-    case 3: shape.noise = 100; break;
-    default: shape.tau = 14; break;
+    case 0:
+        shape.transmit = 690;
+        break;
+    case 1:
+        shape.echo = 140;
+        break;
+    case 2:
+        shape.offset = 70;
+        break;
+    case 3:
+        shape.noise = 100;
+        break;
+    default:
+        shape.tau = 14;
+        break;
     }
     return shape;
 }
@@ -273,8 +283,9 @@ bool CDbBenchLot::Store(const CDbTarget& target, const LotCounts_T& counts, LotS
     // A synthetic history need not survive a power cut: flushing every batch
     // to the disk would time the disk, not the station's writers.
     QSqlQuery query(db.Connection());
-    const QStringList settings = db.Postgresql() ? QStringList{"SET synchronous_commit = off"}
-                                                 : QStringList{"PRAGMA synchronous = OFF", "PRAGMA cache_size = -131072"};
+    const QStringList settings = db.Postgresql()
+                                     ? QStringList{"SELECT set_config('synchronous_commit', 'off', false)"}
+                                     : QStringList{"PRAGMA synchronous = OFF", "PRAGMA cache_size = -131072"};
     for (const QString& setting : settings)
         if (!db.Exec(query, setting, {}, error))
             return false;
