@@ -1,5 +1,6 @@
 #include "DbBench.h"
 
+#include "DbBenchLot.h"
 #include "DbTarget.h"
 #include "Plan.h"
 #include "ReportParser.h"
@@ -15,7 +16,9 @@
 
 namespace
 {
-const char* const c_Usage = "usage: sonarstation db-bench --db DB [--runs N] [--steps N] [--samples N]";
+const char* const c_Usage =
+    "usage: sonarstation db-bench --db DB [--runs N] [--steps N] [--samples N]\n"
+    "       sonarstation db-bench --db DB --lot [--runs N] [--serials N] [--days N] [--batch N]";
 
 // Transmit ring-down, a bottom echo and noise, as three-digit samples.
 QByteArray Block(int samples, unsigned& state)
@@ -72,11 +75,10 @@ UnitResult_T CDbBench::Unit(int steps, int samples, unsigned seed)
     return unit;
 }
 
-bool CDbBench::Size(const QString& db, qint64& bytes, QString& error)
+bool CDbBench::Size(const CDbTarget& target, qint64& bytes, QString& error)
 {
-    CDbTarget target;
     CResultsDb results;
-    if (!CDbTarget::Parse(db, target, error) || !results.Open(target, error))
+    if (!results.Open(target, error))
         return false;
     if (!results.Postgresql())
     {
@@ -91,8 +93,60 @@ bool CDbBench::Size(const QString& db, qint64& bytes, QString& error)
     return true;
 }
 
+int CDbBench::Lot(const CDbTarget& target, const QStringList& arguments)
+{
+    LotCounts_T counts;
+    int* const values[] = {&counts.runs, &counts.serials, &counts.days, &counts.batch};
+    const QStringList names = {"--runs", "--serials", "--days", "--batch"};
+    for (int i = 0; i < arguments.size(); i += 2)
+    {
+        bool ok = i + 1 < arguments.size() && names.contains(arguments[i]);
+        if (ok)
+            *values[names.indexOf(arguments[i])] = arguments[i + 1].toInt(&ok);
+        if (!ok)
+        {
+            fprintf(stderr, "%s\n", c_Usage);
+            return 2;
+        }
+    }
+    QString error;
+    qint64 before = 0;
+    qint64 after = 0;
+    LotSummary_T summary;
+    QElapsedTimer timer;
+    timer.start();
+    if (!Size(target, before, error) || !CDbBenchLot::Store(target, counts, summary, error) ||
+        !Size(target, after, error))
+    {
+        fprintf(stderr, "sonarstation: %s\n", qPrintable(error));
+        return 1;
+    }
+    const double seconds = static_cast<double>(timer.nsecsElapsed()) / 1e9;
+    printf("%s: a lot of %d runs (%d failed, %d virtual) of %d serials on %d plans over %d days, %d runs a "
+           "transaction: %.1f s, %.2f ms a run, %.1f kB a run\n",
+           qPrintable(target.Display()), summary.runs, summary.failed, summary.virtualRuns, summary.serials,
+           summary.plans, counts.days, counts.batch, seconds, seconds * 1000.0 / summary.runs,
+           static_cast<double>(after - before) / 1024.0 / summary.runs);
+    return 0;
+}
+
 int CDbBench::Run(const QStringList& arguments)
 {
+    if (arguments.contains("--lot"))
+    {
+        QStringList rest = arguments;
+        rest.removeAll("--lot");
+        const int at = rest.indexOf("--db");
+        CDbTarget target;
+        QString error;
+        if (at < 0 || at + 1 >= rest.size() || !CDbTarget::Parse(rest[at + 1], target, error) ||
+            target.Kind() == CDbTarget::NONE)
+        {
+            fprintf(stderr, "%s\n", error.isEmpty() ? c_Usage : qPrintable("sonarstation: " + error));
+            return 2;
+        }
+        return Lot(target, rest.mid(0, at) + rest.mid(at + 2));
+    }
     QString db;
     int counts[3] = {1000, 5, 1024};  // runs, steps, samples
     const QStringList names = {"--runs", "--steps", "--samples"};
@@ -114,7 +168,7 @@ int CDbBench::Run(const QStringList& arguments)
     QString error;
     qint64 before = 0;
     if (db.isEmpty() || runs < 1 || counts[1] < 1 || counts[2] < 1 || !CDbTarget::Parse(db, target, error) ||
-        target.Kind() == CDbTarget::NONE || !Size(db, before, error))
+        target.Kind() == CDbTarget::NONE || !Size(target, before, error))
     {
         fprintf(stderr, "%s\n", error.isEmpty() ? c_Usage : qPrintable("sonarstation: " + error));
         return 2;
@@ -154,7 +208,7 @@ int CDbBench::Run(const QStringList& arguments)
     }
     const double seconds = static_cast<double>(timer.nsecsElapsed()) / 1e9;
     qint64 after = 0;
-    if (!Size(db, after, error))
+    if (!Size(target, after, error))
     {
         fprintf(stderr, "sonarstation: %s\n", qPrintable(error));
         return 1;

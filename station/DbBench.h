@@ -6,16 +6,18 @@
 
 #include <QStringList>
 
-class CResultsDb;
+class CDbTarget;
 
 class CDbBench
 {
 public:
-    // ARGUMENTS: --db DB [--runs N] [--steps N] [--samples N].
+    // ARGUMENTS: --db DB [--runs N] [--steps N] [--samples N], or with
+    // --lot a production history for the analytics (CDbBenchLot).
     static int Run(const QStringList& arguments);
 
 private:
     // A unit's steps, each with a block of SAMPLES echo samples that differ with SEED.
     static UnitResult_T Unit(int steps, int samples, unsigned seed);
-    static bool Size(const QString& db, qint64& bytes, QString& error);
+    static int Lot(const CDbTarget& target, const QStringList& arguments);
+    static bool Size(const CDbTarget& target, qint64& bytes, QString& error);
 };

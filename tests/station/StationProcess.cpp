@@ -27,13 +27,13 @@ QProcessEnvironment StationEnvironment(const QProcessEnvironment& environment)
     return own;
 }
 
-StationRun_T RunStation(const QStringList& arguments, const QProcessEnvironment& environment)
+StationRun_T RunStation(const QStringList& arguments, const QProcessEnvironment& environment, int waitSeconds)
 {
     QProcess process;
     process.setProcessEnvironment(StationEnvironment(environment));
     process.start(SONARSTATION_BINARY, arguments);
     StationRun_T run;
-    if (process.waitForFinished(60000))
+    if (process.waitForFinished(waitSeconds * 1000))
         run.exitCode = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
     run.errors = QString::fromUtf8(process.readAllStandardError());
     run.output = process.readAllStandardOutput();

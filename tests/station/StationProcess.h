@@ -18,9 +18,10 @@ struct StationRun_T
 // The station's default database and spool lie in a folder of the test
 // process's own unless ENVIRONMENT sets XDG_DATA_HOME or SONARSTATION_DB
 // to something else than the system's environment does: no test writes into
-// the home folder.
+// the home folder. A station still running after WAIT_SECONDS is killed.
 StationRun_T RunStation(const QStringList& arguments,
-                        const QProcessEnvironment& environment = QProcessEnvironment::systemEnvironment());
+                        const QProcessEnvironment& environment = QProcessEnvironment::systemEnvironment(),
+                        int waitSeconds = 60);
 QProcessEnvironment StationEnvironment(const QProcessEnvironment& environment);
 const QJsonObject ReadJson(const QString& path);
 QString PlanFile(const QString& name);  // station/plans/NAME
