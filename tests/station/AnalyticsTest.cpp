@@ -1,7 +1,7 @@
 // Yields, the failure Pareto, capability and control charts on small
 // histories with answers worked out by hand, and on a published reference
 // example: the same answers from SQLite and from PostgreSQL.
-#include "PgCluster.h"
+#include "EngineTest.h"
 
 #include "Analytics.h"
 #include "AnalyticsCommands.h"
@@ -59,10 +59,6 @@ const char* const c_Capability[] = {
     "S4 B 03-01T13:00 passed : ping samples=4@4 peak/32=250@200..300",
 };
 
-std::unique_ptr<CPgCluster> s_Cluster;
-QString s_ClusterError;
-int s_Databases = 0;
-
 bool Within(double value, const QString& expected)
 {
     const int dots = expected.indexOf("..");
@@ -106,42 +102,9 @@ StepResult_T Step(const QStringList& words, int& tryNumber)
 }
 }
 
-class Analytics : public ::testing::TestWithParam<const char*>
+class Analytics : public CEngineTest
 {
 protected:
-    static void TearDownTestSuite() { s_Cluster.reset(); }
-
-    void SetUp() override
-    {
-        ASSERT_TRUE(m_Home.isValid());
-        qputenv("XDG_DATA_HOME", m_Home.path().toUtf8());
-        qunsetenv("SONARSTATION_DB");
-        if (QString(GetParam()) == "sqlite")
-        {
-            m_Db = m_Home.path() + "/results.db";
-            m_Target = CDbTarget::Sqlite(m_Db);
-            return;
-        }
-        const QString missing = CPgCluster::Missing();
-        if (!missing.isEmpty())
-            GTEST_SKIP() << "skipped: " << missing.toStdString();
-        if (!s_Cluster && s_ClusterError.isEmpty())
-        {
-            s_Cluster = std::make_unique<CPgCluster>();
-            if (!s_Cluster->Create(s_ClusterError))
-                s_Cluster.reset();
-        }
-        ASSERT_TRUE(s_Cluster) << s_ClusterError.toStdString();
-        const QString name = QString("a%1").arg(++s_Databases);
-        QString error;
-        ASSERT_TRUE(s_Cluster->CreateDatabase(name, error)) << error.toStdString();
-        qputenv("PGPASSWORD", CPgCluster::Password());
-        m_Db = s_Cluster->Url(name);
-        ASSERT_TRUE(CDbTarget::Parse(m_Db, m_Target, error)) << error.toStdString();
-    }
-
-    void TearDown() override { qunsetenv("PGPASSWORD"); }
-
     // Stores the runs as the station does, each in a session of its station; run ids r01, r02, ...
     template <size_t N>
     void Store(const char* const (&lines)[N])
@@ -246,7 +209,7 @@ protected:
         FILE* outFile = open_memstream(&out, &outSize);
         FILE* errFile = open_memstream(&err, &errSize);
         const QString command = arguments.takeFirst();
-        arguments = QStringList{"--db", m_Db} + arguments;
+        arguments = QStringList{"--db", m_Url} + arguments;
         const CAnalyticsCommands commands(outFile, errFile);
         outcome.status = command == "yield"        ? commands.Yield(arguments)
                          : command == "capability" ? commands.Capability(arguments)
@@ -263,10 +226,6 @@ protected:
                               .toStdString();
         return outcome;
     }
-
-    QTemporaryDir m_Home;
-    QString m_Db;
-    CDbTarget m_Target;
 };
 
 namespace
@@ -557,7 +516,7 @@ TEST_P(Analytics, MistakesGiveOneLine)
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Engines, Analytics, ::testing::Values("sqlite", "postgresql"));
+ENGINE_TEST_SUITE(Analytics);
 
 // Each series on a chart of centre 0 and sigma 1: the points that complete a rule's pattern.
 TEST(ControlRules, FlagThePointThatCompletesEachPattern)

@@ -1,7 +1,7 @@
 // The dashboard's pages from hand-made records, and the units it reads back
 // from a results database in batches, on SQLite and on PostgreSQL. Texts from
 // units are hostile on purpose: they must come out as text.
-#include "PgCluster.h"
+#include "EngineTest.h"
 
 #include "Dashboard.h"
 #include "DashboardCharts.h"
@@ -297,9 +297,6 @@ TEST(DashboardPages, PageNamesAreSafeAndDistinct)
 
 namespace
 {
-std::unique_ptr<CPgCluster> s_Cluster;
-QString s_ClusterError;
-int s_Databases = 0;
 
 struct Run_T
 {
@@ -376,34 +373,14 @@ QString Summary(const DashboardUnit_T& unit)
 }
 }
 
-class DashboardDb : public ::testing::TestWithParam<const char*>
+class DashboardDb : public CEngineTest
 {
 protected:
-    static void TearDownTestSuite() { s_Cluster.reset(); }
-
     void SetUp() override
     {
-        ASSERT_TRUE(m_Home.isValid());
-        if (QString(GetParam()) == "sqlite")
-            m_Target = CDbTarget::Sqlite(m_Home.filePath("results.db"));
-        else
-        {
-            const QString missing = CPgCluster::Missing();
-            if (!missing.isEmpty())
-                GTEST_SKIP() << "skipped: " << missing.toStdString();
-            if (!s_Cluster && s_ClusterError.isEmpty())
-            {
-                s_Cluster = std::make_unique<CPgCluster>();
-                if (!s_Cluster->Create(s_ClusterError))
-                    s_Cluster.reset();
-            }
-            ASSERT_TRUE(s_Cluster) << s_ClusterError.toStdString();
-            const QString name = QString("d%1").arg(++s_Databases);
-            QString error;
-            ASSERT_TRUE(s_Cluster->CreateDatabase(name, error)) << error.toStdString();
-            qputenv("PGPASSWORD", CPgCluster::Password());
-            ASSERT_TRUE(CDbTarget::Parse(s_Cluster->Url(name), m_Target, error)) << error.toStdString();
-        }
+        CEngineTest::SetUp();
+        if (Stopped())
+            return;
         QString error;
         ASSERT_TRUE(m_Db.Open(m_Target, error)) << error.toStdString();
         int number = 0;
@@ -445,8 +422,6 @@ protected:
         }
     }
 
-    void TearDown() override { qunsetenv("PGPASSWORD"); }
-
     QStringList Units(const AnalyticsFilter_T& filter, int batch)
     {
         QStringList units;
@@ -463,8 +438,6 @@ protected:
         return units;
     }
 
-    QTemporaryDir m_Home;
-    CDbTarget m_Target;
     CResultsDb m_Db;
 };
 
@@ -530,4 +503,4 @@ TEST_P(DashboardDb, WritesAFolderOfItsOwnAndReplacesItWhole)
     EXPECT_EQ(QDir(other).entryList(QDir::Files | QDir::Hidden), QStringList{"notes.txt"});
 }
 
-INSTANTIATE_TEST_SUITE_P(Engines, DashboardDb, ::testing::Values("sqlite", "postgresql"));
+ENGINE_TEST_SUITE(DashboardDb);

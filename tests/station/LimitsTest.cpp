@@ -1,7 +1,7 @@
 // Limits learned from good units: the median and MAD worked out by hand, the
 // plan rewritten byte for byte, and the command on a hand-made history, the
 // same on SQLite and on PostgreSQL.
-#include "PgCluster.h"
+#include "EngineTest.h"
 
 #include "LimitsCommand.h"
 #include "PlanText.h"
@@ -115,47 +115,19 @@ const char* const c_Lot[] = {
     "U6 14 passed 212 5.0 15 500", "U7 15 aborted 100 1 1 1",     "V1 16 passed virtual 200 11 3 600",
 };
 
-std::unique_ptr<CPgCluster> s_Cluster;
-QString s_ClusterError;
 }
 
-class LimitsDb : public ::testing::TestWithParam<const char*>
+class LimitsDb : public CEngineTest
 {
 protected:
-    static void TearDownTestSuite() { s_Cluster.reset(); }
-
     void SetUp() override
     {
-        ASSERT_TRUE(m_Dir.isValid());
-        if (QString(GetParam()) == "sqlite")
-            m_Db = m_Dir.filePath("results.db");
-        else
-        {
-            // The PostgreSQL tests need its programs; their absence is said, as in the other database tests.
-            const QString missing = CPgCluster::Missing();
-            if (!missing.isEmpty())
-                GTEST_SKIP() << "skipped: " << missing.toStdString();
-            if (!s_Cluster && s_ClusterError.isEmpty())
-            {
-                s_Cluster = std::make_unique<CPgCluster>();
-                if (!s_Cluster->Create(s_ClusterError))
-                    s_Cluster.reset();
-            }
-            ASSERT_TRUE(s_Cluster) << s_ClusterError.toStdString();
-            static int databases = 0;
-            const QString name = QString("l%1").arg(++databases);
-            QString error;
-            ASSERT_TRUE(s_Cluster->CreateDatabase(name, error)) << error.toStdString();
-            qputenv("PGPASSWORD", CPgCluster::Password());
-            m_Db = s_Cluster->Url(name);
-        }
-        QString error;
-        ASSERT_TRUE(CDbTarget::Parse(m_Db, m_Target, error)) << error.toStdString();
-        QFile plan(m_Dir.filePath("p.txt"));
+        CEngineTest::SetUp();
+        if (Stopped())
+            return;
+        QFile plan(m_Home.filePath("p.txt"));
         ASSERT_TRUE(plan.open(QIODevice::WriteOnly) && plan.write(c_Plan) > 0);
     }
-
-    void TearDown() override { qunsetenv("PGPASSWORD"); }
 
     void Store()
     {
@@ -226,10 +198,10 @@ protected:
         size_t errSize = 0;
         FILE* outFile = open_memstream(&out, &outSize);
         FILE* errFile = open_memstream(&err, &errSize);
-        const QString written = m_Dir.filePath("new.txt");
+        const QString written = m_Home.filePath("new.txt");
         QFile::remove(written);
         const int status = CLimitsCommand(outFile, errFile)
-                               .Run(QStringList{m_Dir.filePath("p.txt"), "--db", m_Db, "--out", written} + arguments);
+                               .Run(QStringList{m_Home.filePath("p.txt"), "--db", m_Url, "--out", written} + arguments);
         fclose(outFile);
         fclose(errFile);
         QString result = QString("%1\n").arg(status) + QString::fromUtf8(out, static_cast<int>(outSize)) +
@@ -239,12 +211,8 @@ protected:
         QFile file(written);
         if (file.open(QIODevice::ReadOnly))
             result += "--\n" + QString::fromUtf8(file.readAll());
-        return result.replace(m_Dir.path(), "DIR").toStdString();
+        return result.replace(m_Home.path(), "DIR").toStdString();
     }
-
-    QTemporaryDir m_Dir;
-    QString m_Db;
-    CDbTarget m_Target;
 };
 
 TEST_P(LimitsDb, ProposesFromFirstPassesAndTellsTheYieldTheyWouldHaveGiven)
@@ -347,14 +315,13 @@ TEST_P(LimitsDb, RefusesMistakenOptions)
     char* err = nullptr;
     size_t size = 0;
     FILE* errFile = open_memstream(&err, &size);
-    const QString plan = m_Dir.filePath("p.txt");
-    EXPECT_EQ(CLimitsCommand(stdout, errFile).Run({plan, "--db", m_Db, "--out", m_Dir.path() + "/./p.txt"}), 2);
-    EXPECT_EQ(CLimitsCommand(stdout, errFile).Run({plan, "--db", m_Db}), 2);
+    const QString plan = m_Home.filePath("p.txt");
+    EXPECT_EQ(CLimitsCommand(stdout, errFile).Run({plan, "--db", m_Url, "--out", m_Home.path() + "/./p.txt"}), 2);
+    EXPECT_EQ(CLimitsCommand(stdout, errFile).Run({plan, "--db", m_Url}), 2);
     fclose(errFile);
     EXPECT_EQ(std::string(err, size), "sonarstation: --out would overwrite the plan it reads: name another file\n"
                                       "sonarstation: no --out NEW_PLAN given (sonarstation help prints the usage)\n");
     free(err);
 }
 
-INSTANTIATE_TEST_SUITE_P(Databases, LimitsDb, ::testing::Values("sqlite", "postgresql"),
-                         [](const ::testing::TestParamInfo<const char*>& info) { return std::string(info.param); });
+ENGINE_TEST_SUITE(LimitsDb);

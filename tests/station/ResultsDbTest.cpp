@@ -1,7 +1,7 @@
 // The results database on both engines: a session stored step by step and
 // read back into identical result files, a unit's history, outside input
 // stored verbatim, and several writers at once.
-#include "PgCluster.h"
+#include "EngineTest.h"
 
 #include "DbTarget.h"
 #include "HistoryFormat.h"
@@ -105,48 +105,11 @@ StationResults_T SampleResults(int units)
     return results;
 }
 
-std::unique_ptr<CPgCluster> s_Cluster;
-QString s_ClusterError;
-int s_Databases = 0;
 }
 
-class ResultsDb : public ::testing::TestWithParam<const char*>
+class ResultsDb : public CEngineTest
 {
 protected:
-    static void TearDownTestSuite() { s_Cluster.reset(); }
-
-    void SetUp() override
-    {
-        ASSERT_TRUE(m_Home.isValid());
-        // Nothing a test does may reach the home folder.
-        qputenv("XDG_DATA_HOME", m_Home.path().toUtf8());
-        qunsetenv("SONARSTATION_DB");
-        if (QString(GetParam()) == "sqlite")
-        {
-            m_Db = m_Home.path() + "/results.db";
-            m_Target = CDbTarget::Sqlite(m_Db);
-            return;
-        }
-        const QString missing = CPgCluster::Missing();
-        if (!missing.isEmpty())
-            GTEST_SKIP() << "skipped: " << missing.toStdString();
-        if (!s_Cluster && s_ClusterError.isEmpty())
-        {
-            s_Cluster = std::make_unique<CPgCluster>();
-            if (!s_Cluster->Create(s_ClusterError))
-                s_Cluster.reset();
-        }
-        ASSERT_TRUE(s_Cluster) << s_ClusterError.toStdString();
-        const QString name = QString("t%1").arg(++s_Databases);
-        QString error;
-        ASSERT_TRUE(s_Cluster->CreateDatabase(name, error)) << error.toStdString();
-        qputenv("PGPASSWORD", CPgCluster::Password());
-        m_Db = s_Cluster->Url(name);
-        ASSERT_TRUE(CDbTarget::Parse(m_Db, m_Target, error)) << error.toStdString();
-    }
-
-    void TearDown() override { qunsetenv("PGPASSWORD"); }
-
     // A run of one unit with these results, stored as the station stores it.
     QString StoreRun(CResultsStore& store, const UnitResult_T& unit, int slot, RunRecord_T run, bool finish = true)
     {
@@ -229,7 +192,7 @@ protected:
         size_t errSize = 0;
         FILE* outFile = open_memstream(&out, &outSize);
         FILE* errFile = open_memstream(&err, &errSize);
-        arguments << "--db" << m_Db.toUtf8();
+        arguments << "--db" << m_Url.toUtf8();
         const CResultCommands commands(outFile, errFile);
         outcome.status = history ? commands.History(arguments) : commands.Export(arguments);
         fclose(outFile);
@@ -240,10 +203,6 @@ protected:
         free(err);
         return outcome;
     }
-
-    QTemporaryDir m_Home;
-    QString m_Db;
-    CDbTarget m_Target;
 };
 
 TEST_P(ResultsDb, SessionReadBackWritesIdenticalJsonAndJunit)
@@ -599,4 +558,4 @@ TEST_P(ResultsDb, ExportWritesTheFilesTheRunWrote)
     EXPECT_EQ(Count(db, "runs"), 4);
 }
 
-INSTANTIATE_TEST_SUITE_P(Engines, ResultsDb, ::testing::Values("sqlite", "postgresql"));
+ENGINE_TEST_SUITE(ResultsDb);
