@@ -169,92 +169,84 @@ int CAnalyticsCommands::Fail(const QString& message) const
     return 1;
 }
 
-int CAnalyticsCommands::Yield(const QStringList& arguments) const
+int CAnalyticsCommands::Run(const QString& command, const QStringList& arguments,
+                            const std::function<int(const Options_T&, CResultsDb&)>& body) const
 {
     Options_T options;
     QString error;
-    if (!Parse("yield", arguments, options, error))
+    if (!Parse(command, arguments, options, error))
         return Refuse(error);
     if (options.help)
         return Print(Usage()) ? 0 : 1;
     CResultsDb db;
     if (!CResultCommands::Open(options.db, db, error))
         return Refuse(error);
-    YieldReport_T report;
-    if (!CAnalytics(db).Yield(options.filter, options.by, report, error))
-        return Fail(error);
-    const QByteArray text = options.json ? CAnalyticsFormat::YieldJson(report, options.by)
-                                         : CAnalyticsFormat::YieldTable(report, options.by).toUtf8();
-    return Print(text) ? 0 : 1;
+    return body(options, db);
+}
+
+int CAnalyticsCommands::Yield(const QStringList& arguments) const
+{
+    return Run("yield", arguments, [&](const Options_T& options, CResultsDb& db) {
+        QString error;
+        YieldReport_T report;
+        if (!CAnalytics(db).Yield(options.filter, options.by, report, error))
+            return Fail(error);
+        const QByteArray text = options.json ? CAnalyticsFormat::YieldJson(report, options.by)
+                                             : CAnalyticsFormat::YieldTable(report, options.by).toUtf8();
+        return Print(text) ? 0 : 1;
+    });
 }
 
 int CAnalyticsCommands::Capability(const QStringList& arguments) const
 {
-    Options_T options;
-    QString error;
-    if (!Parse("capability", arguments, options, error))
-        return Refuse(error);
-    if (options.help)
-        return Print(Usage()) ? 0 : 1;
-    CResultsDb db;
-    if (!CResultCommands::Open(options.db, db, error))
-        return Refuse(error);
-    std::vector<CapabilityRow_T> rows;
-    if (!CAnalytics(db).Capability(options.filter, options.passedOnly, rows, error))
-        return Fail(error);
-    const QByteArray text =
-        options.json ? CAnalyticsFormat::CapabilityJson(rows) : CAnalyticsFormat::CapabilityTable(rows).toUtf8();
-    return Print(text) ? 0 : 1;
+    return Run("capability", arguments, [&](const Options_T& options, CResultsDb& db) {
+        QString error;
+        std::vector<CapabilityRow_T> rows;
+        if (!CAnalytics(db).Capability(options.filter, options.passedOnly, rows, error))
+            return Fail(error);
+        const QByteArray text =
+            options.json ? CAnalyticsFormat::CapabilityJson(rows) : CAnalyticsFormat::CapabilityTable(rows).toUtf8();
+        return Print(text) ? 0 : 1;
+    });
 }
 
 int CAnalyticsCommands::Control(const QStringList& arguments) const
 {
-    Options_T options;
-    QString error;
-    if (!Parse("control", arguments, options, error))
-        return Refuse(error);
-    if (options.help)
-        return Print(Usage()) ? 0 : 1;
-    CResultsDb db;
-    if (!CResultCommands::Open(options.db, db, error))
-        return Refuse(error);
-    MeasurementId_T id{options.filter.plan, options.subject[0], options.subject[1], options.from};
-    ControlChart_T chart;
-    if (!CAnalytics(db).Control(options.filter, id, options.firstPoint, options.baseline, chart, error))
-        return Fail(error);
-    const QByteArray text =
-        options.json ? CAnalyticsFormat::ControlJson(chart) : CAnalyticsFormat::ControlTable(chart).toUtf8();
-    if (!Print(text))
-        return 1;
-    if (chart.points.empty())
-        return Fail(QString("no stored value of %1 in step %2").arg(CAnalyticsFormat::Label(id.key, id.from), id.step));
-    return 0;
+    return Run("control", arguments, [&](const Options_T& options, CResultsDb& db) {
+        QString error;
+        MeasurementId_T id{options.filter.plan, options.subject[0], options.subject[1], options.from};
+        ControlChart_T chart;
+        if (!CAnalytics(db).Control(options.filter, id, options.firstPoint, options.baseline, chart, error))
+            return Fail(error);
+        const QByteArray text =
+            options.json ? CAnalyticsFormat::ControlJson(chart) : CAnalyticsFormat::ControlTable(chart).toUtf8();
+        if (!Print(text))
+            return 1;
+        if (chart.points.empty())
+            return Fail(
+                QString("no stored value of %1 in step %2").arg(CAnalyticsFormat::Label(id.key, id.from), id.step));
+        return 0;
+    });
 }
 
 int CAnalyticsCommands::Dashboard(const QStringList& arguments) const
 {
-    Options_T options;
-    QString error;
-    if (!Parse("dashboard", arguments, options, error))
-        return Refuse(error);
-    if (options.help)
-        return Print(Usage()) ? 0 : 1;
-    CResultsDb db;
-    if (!CResultCommands::Open(options.db, db, error))
-        return Refuse(error);
-    DashboardSummary_T summary;
-    if (!CDashboard(db).Write(options.out, options.filter, summary, error))
-        return Fail(error);
-    const QString index = QDir(options.out).filePath("index.html");
-    const QByteArray text =
-        options.json ? QJsonDocument(QJsonObject{{"index", index},
-                                                 {"units", summary.units},
-                                                 {"control_charts", static_cast<qint64>(summary.charts)}})
+    return Run("dashboard", arguments, [&](const Options_T& options, CResultsDb& db) {
+        QString error;
+        DashboardSummary_T summary;
+        if (!CDashboard(db).Write(options.out, options.filter, summary, error))
+            return Fail(error);
+        const QString index = QDir(options.out).filePath("index.html");
+        const QByteArray text =
+            options.json ? QJsonDocument(QJsonObject{{"index", index},
+                                                     {"units", summary.units},
+                                                     {"control_charts", static_cast<qint64>(summary.charts)}})
                                .toJson(QJsonDocument::Indented)
-                     : QString("%1: %2 unit page(s), %3 control chart(s)\n")
-                           .arg(index)
-                           .arg(summary.units)
-                           .arg(summary.charts)
-                           .toUtf8();
-    return Print(text) ? 0 : 1;
+                         : QString("%1: %2 unit page(s), %3 control chart(s)\n")
+                               .arg(index)
+                               .arg(summary.units)
+                               .arg(summary.charts)
+                               .toUtf8();
+        return Print(text) ? 0 : 1;
+    });
 }

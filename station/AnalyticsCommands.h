@@ -8,6 +8,9 @@
 #include <QStringList>
 
 #include <cstdio>
+#include <functional>
+
+class CResultsDb;
 
 class CAnalyticsCommands
 {
@@ -44,6 +47,9 @@ private:
     bool Print(const QByteArray& bytes) const;
     int Refuse(const QString& message) const;
     int Fail(const QString& message) const;
+    // Reads the options, opens the database and hands both to BODY.
+    int Run(const QString& command, const QStringList& arguments,
+            const std::function<int(const Options_T&, CResultsDb&)>& body) const;
 
     FILE* m_Out;
     FILE* m_Messages;
