@@ -9,32 +9,6 @@
 
 namespace
 {
-// The conditions FILTER puts on a view with plan_name, started and
-// is_virtual, for after a WHERE; their values go to VALUES.
-QString Conditions(const AnalyticsFilter_T& filter, QVariantList& values)
-{
-    QString sql = "1 = 1";
-    if (!filter.plan.isEmpty())
-    {
-        sql += " AND plan_name = ?";
-        values << SqlValue::Text(filter.plan);
-    }
-    // Times are stored as ISO 8601 UTC text of one width, so they compare as text.
-    if (filter.since.isValid())
-    {
-        sql += " AND started >= ?";
-        values << SqlValue::Time(filter.since);
-    }
-    if (filter.until.isValid())
-    {
-        sql += " AND started < ?";
-        values << SqlValue::Time(filter.until);
-    }
-    if (!filter.withVirtual)
-        sql += " AND is_virtual = 0";
-    return sql;
-}
-
 std::optional<double> Number(const QVariant& value)
 {
     if (value.isNull())
@@ -90,6 +64,30 @@ bool Trending(const std::vector<double>& recent, size_t count)
 }
 }
 
+QString CAnalytics::Conditions(const AnalyticsFilter_T& filter, QVariantList& values, const QString& prefix)
+{
+    QString sql = "1 = 1";
+    if (!filter.plan.isEmpty())
+    {
+        sql += QString(" AND %1plan_name = ?").arg(prefix);
+        values << SqlValue::Text(filter.plan);
+    }
+    // Times are stored as ISO 8601 UTC text of one width, so they compare as text.
+    if (filter.since.isValid())
+    {
+        sql += QString(" AND %1started >= ?").arg(prefix);
+        values << SqlValue::Time(filter.since);
+    }
+    if (filter.until.isValid())
+    {
+        sql += QString(" AND %1started < ?").arg(prefix);
+        values << SqlValue::Time(filter.until);
+    }
+    if (!filter.withVirtual)
+        sql += QString(" AND %1is_virtual = 0").arg(prefix);
+    return sql;
+}
+
 bool CAnalytics::Prepare(QString& error) const
 {
     if (m_Prepared || !m_Db.Postgresql())
@@ -126,7 +124,7 @@ bool CAnalytics::YieldRows(const AnalyticsFilter_T& filter, const QString& group
                            QString& error) const
 {
     QVariantList values;
-    const QString where = Conditions(filter, values);
+    const QString where = CAnalytics::Conditions(filter, values);
     const QString real = m_Db.Postgresql() ? "DOUBLE PRECISION" : "REAL";
     // A unit is its attempt 1, which knows the attempt it first passed at.
     const QString units = "SUM(CASE WHEN attempt = 1 THEN 1 ELSE 0 END)";
@@ -162,7 +160,7 @@ bool CAnalytics::Pareto(const AnalyticsFilter_T& filter, std::vector<ParetoRow_T
 {
     QVariantList values;
     const QString sql = "SELECT plan_name, step, key, COUNT(*) AS failures FROM first_failures WHERE " +
-                        Conditions(filter, values) +
+                        CAnalytics::Conditions(filter, values) +
                         " GROUP BY plan_name, step, key ORDER BY failures DESC, plan_name, step, key";
     QSqlQuery query(m_Db.Connection());
     if (!m_Db.Exec(query, sql, values, error))
@@ -180,7 +178,7 @@ bool CAnalytics::Capability(const AnalyticsFilter_T& filter, bool passedOnly, st
     QVariantList values;
     if (!Prepare(error))
         return false;
-    const QString where = Conditions(filter, values) + (passedOnly ? " AND result = 'passed'" : "");
+    const QString where = CAnalytics::Conditions(filter, values) + (passedOnly ? " AND result = 'passed'" : "");
     // One sort a measurement gives its moving ranges, its overall mean and its latest limits.
     const QString index = "CASE WHEN lsl IS NULL THEN (usl - mean) / (3 * NULLIF(%1, 0)) "
                           "WHEN usl IS NULL OR mean - lsl < usl - mean THEN (mean - lsl) / (3 * NULLIF(%1, 0)) "
@@ -246,7 +244,7 @@ bool CAnalytics::Control(const AnalyticsFilter_T& filter, const MeasurementId_T&
     if (!id.plan.isEmpty())
         measured.plan = id.plan;
     QVariantList values;
-    const QString where = Conditions(measured, values);
+    const QString where = CAnalytics::Conditions(measured, values);
     values << SqlValue::Text(id.step) << SqlValue::Text(id.key) << id.from << fromPoint;
     const int end = fromPoint + baseline;
     values = QVariantList{end, end, end} + values;

@@ -29,6 +29,9 @@ public:
 
     // Flags CHART's points with the rules whose pattern each completes.
     static void ApplyRules(ControlChart_T& chart);
+    // The conditions FILTER puts on a view (or a table named by PREFIX, "r.")
+    // with plan_name, started and is_virtual, for after a WHERE; their values go to VALUES.
+    static QString Conditions(const AnalyticsFilter_T& filter, QVariantList& values, const QString& prefix = QString());
 
 private:
     // Gives PostgreSQL the memory to sort a million values without spilling to disk.

@@ -1,5 +1,7 @@
 #include "DashboardUnits.h"
 
+#include "Analytics.h"
+
 #include "ResultsDb.h"
 #include "SqlValue.h"
 #include "StepRows.h"
@@ -39,26 +41,7 @@ QStringList JsonList(const QVariant& text)
 
 QString CDashboardUnits::Conditions(const AnalyticsFilter_T& filter, QVariantList& values)
 {
-    QString sql = "r.serial IS NOT NULL";
-    if (!filter.plan.isEmpty())
-    {
-        sql += " AND r.plan_name = ?";
-        values << Text(filter.plan);
-    }
-    // Times are ISO 8601 UTC text of one width: they compare as text.
-    if (filter.since.isValid())
-    {
-        sql += " AND r.started >= ?";
-        values << Time(filter.since);
-    }
-    if (filter.until.isValid())
-    {
-        sql += " AND r.started < ?";
-        values << Time(filter.until);
-    }
-    if (!filter.withVirtual)
-        sql += " AND r.is_virtual = 0";
-    return sql;
+    return "r.serial IS NOT NULL AND " + CAnalytics::Conditions(filter, values, "r.");
 }
 
 QString CDashboardUnits::Between(const Key_T& first, const Key_T& last, QVariantList& values)

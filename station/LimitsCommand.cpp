@@ -1,5 +1,6 @@
 #include "LimitsCommand.h"
 
+#include "Analytics.h"
 #include "AnalyticsCommands.h"
 #include "Plan.h"
 #include "PlanText.h"
@@ -21,27 +22,6 @@ namespace
 const char* const c_SeeUsage = " (sonarstation help prints the usage)";
 // The MAD of a normal distribution times this is its standard deviation.
 const double c_MadToSigma = 1.4826;
-
-// The conditions FILTER puts on a view with plan_name, started and is_virtual.
-QString Conditions(const AnalyticsFilter_T& filter, QVariantList& values)
-{
-    QString sql = "plan_name = ?";
-    values << SqlValue::Text(filter.plan);
-    // Times are stored as ISO 8601 UTC text of one width, so they compare as text.
-    if (filter.since.isValid())
-    {
-        sql += " AND started >= ?";
-        values << SqlValue::Time(filter.since);
-    }
-    if (filter.until.isValid())
-    {
-        sql += " AND started < ?";
-        values << SqlValue::Time(filter.until);
-    }
-    if (!filter.withVirtual)
-        sql += " AND is_virtual = 0";
-    return sql;
-}
 
 QString Share(long long part, long long whole)
 {
@@ -210,7 +190,7 @@ bool CLimitsCommand::Golden(CResultsDb& db, const Options_T& options, const Limi
 {
     QVariantList bound{SqlValue::Text(proposal.step), SqlValue::Text(proposal.key), proposal.from};
     QString sql = "SELECT value FROM measurement_values WHERE step = ? AND expectation = ? AND from_index = ? AND " +
-                  Conditions(options.filter, bound);
+                  CAnalytics::Conditions(options.filter, bound);
     if (options.golden.isEmpty())
         sql += " AND attempt = 1 AND result = 'passed'";
     else
@@ -261,7 +241,7 @@ bool CLimitsCommand::Lost(CResultsDb& db, const AnalyticsFilter_T& filter,
     QSqlQuery query(db.Connection());
     if (!db.Exec(query,
                  "SELECT COUNT(DISTINCT run_id) FROM measurement_values WHERE attempt = 1 AND result = 'passed' AND (" +
-                     outside + ") AND " + Conditions(filter, bound),
+                     outside + ") AND " + CAnalytics::Conditions(filter, bound),
                  bound, error))
         return false;
     lost = query.next() ? query.value(0).toLongLong() : 0;
@@ -276,7 +256,7 @@ bool CLimitsCommand::FirstAttempts(CResultsDb& db, const AnalyticsFilter_T& filt
     if (!db.Exec(query,
                  "SELECT COUNT(*), SUM(CASE WHEN result = 'passed' THEN 1 ELSE 0 END) FROM unit_attempts "
                  "WHERE attempt = 1 AND " +
-                     Conditions(filter, bound),
+                     CAnalytics::Conditions(filter, bound),
                  bound, error))
         return false;
     units = query.next() ? query.value(0).toLongLong() : 0;
