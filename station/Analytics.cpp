@@ -260,28 +260,81 @@ bool CAnalytics::Control(const AnalyticsFilter_T& filter, const MeasurementId_T&
     if (!m_Db.Exec(query, sql, values, error))
         return false;
     while (query.next())
-    {
-        ControlPoint_T point;
-        point.serial = query.value(0).toString().toUtf8();
-        point.runId = query.value(1).toString();
-        point.time = SqlValue::ReadTime(query.value(2));
-        point.value = query.value(3).toDouble();
-        point.movingRange = Number(query.value(4));
-        point.index = query.value(5).toLongLong();
-        if (chart.points.empty() && query.value(8).toLongLong() >= 2 && !query.value(7).isNull())
-        {
-            const double centre = query.value(6).toDouble();
-            const double mr = query.value(7).toDouble();
-            chart.centre = centre;
-            chart.ucl = centre + 2.66 * mr;
-            chart.lcl = centre - 2.66 * mr;
-            chart.mrCentre = mr;
-            chart.mrUcl = 3.267 * mr;
-        }
-        chart.points.push_back(point);
-    }
+        AddPoint(query, 0, chart);
     ApplyRules(chart);
     return true;
+}
+
+bool CAnalytics::Controls(const AnalyticsFilter_T& filter, int baseline, const Chart_T& each, QString& error) const
+{
+    if (baseline < 2)
+    {
+        error = "a baseline needs 2 points or more";
+        return false;
+    }
+    QVariantList values{baseline + 1, baseline + 1, baseline + 1};
+    const QString where = Conditions(filter, values);
+    const QString measurement = "PARTITION BY plan_name, step, expectation, from_index";
+    // All the charts in one pass over the view, a measurement after another.
+    const QString sql =
+        "SELECT plan_name, step, expectation, from_index, serial, run_id, started, value, moving_range, k, "
+        "AVG(CASE WHEN k < ? THEN value END) OVER c AS centre, "
+        "AVG(CASE WHEN k < ? THEN moving_range END) OVER c AS mr_centre, "
+        "COUNT(CASE WHEN k < ? THEN 1 END) OVER c AS baseline_n FROM ("
+        "SELECT p.*, ABS(value - LAG(value) OVER (" + measurement + " ORDER BY k)) AS moving_range FROM ("
+        "SELECT plan_name, step, expectation, from_index, serial, run_id, started, value, "
+        "ROW_NUMBER() OVER (" + measurement + " ORDER BY started, run_id, step_index) AS k "
+        "FROM measurement_values WHERE " + where + ") p) q "
+        "WINDOW c AS (" + measurement + " ORDER BY k ROWS BETWEEN UNBOUNDED PRECEDING AND UNBOUNDED FOLLOWING) "
+        "ORDER BY plan_name, step, expectation, from_index, k";
+    QSqlQuery query(m_Db.Connection());
+    if (!m_Db.Exec(query, sql, values, error))
+        return false;
+    ControlChart_T chart;
+    const auto flush = [&]() {
+        if (chart.points.empty())
+            return true;
+        ApplyRules(chart);
+        return each(chart, error);
+    };
+    while (query.next())
+    {
+        const MeasurementId_T id{query.value(0).toString(), query.value(1).toString(), query.value(2).toString(),
+                                 query.value(3).toInt()};
+        if (chart.points.empty() || id.plan != chart.id.plan || id.step != chart.id.step || id.key != chart.id.key ||
+            id.from != chart.id.from)
+        {
+            if (!flush())
+                return false;
+            chart = ControlChart_T();
+            chart.id = id;
+            chart.baseline = baseline;
+        }
+        AddPoint(query, 4, chart);
+    }
+    return flush();
+}
+
+void CAnalytics::AddPoint(const QSqlQuery& query, int first, ControlChart_T& chart)
+{
+    ControlPoint_T point;
+    point.serial = query.value(first).toString().toUtf8();
+    point.runId = query.value(first + 1).toString();
+    point.time = SqlValue::ReadTime(query.value(first + 2));
+    point.value = query.value(first + 3).toDouble();
+    point.movingRange = Number(query.value(first + 4));
+    point.index = query.value(first + 5).toLongLong();
+    if (chart.points.empty() && query.value(first + 8).toLongLong() >= 2 && !query.value(first + 7).isNull())
+    {
+        const double centre = query.value(first + 6).toDouble();
+        const double mr = query.value(first + 7).toDouble();
+        chart.centre = centre;
+        chart.ucl = centre + 2.66 * mr;
+        chart.lcl = centre - 2.66 * mr;
+        chart.mrCentre = mr;
+        chart.mrUcl = 3.267 * mr;
+    }
+    chart.points.push_back(point);
 }
 
 void CAnalytics::ApplyRules(ControlChart_T& chart)

@@ -8,9 +8,11 @@
 #include <QString>
 #include <QVariantList>
 
+#include <functional>
 #include <vector>
 
 class CResultsDb;
+class QSqlQuery;
 
 class CAnalytics
 {
@@ -26,6 +28,10 @@ public:
     // limits from the BASELINE points that start there.
     bool Control(const AnalyticsFilter_T& filter, const MeasurementId_T& id, int fromPoint, int baseline,
                  ControlChart_T& chart, QString& error) const;
+    // Every measurement's chart from its first point, one at a time,
+    // ordered by plan, step, expectation and window.
+    using Chart_T = std::function<bool(const ControlChart_T& chart, QString& error)>;
+    bool Controls(const AnalyticsFilter_T& filter, int baseline, const Chart_T& each, QString& error) const;
 
     // Flags CHART's points with the rules whose pattern each completes.
     static void ApplyRules(ControlChart_T& chart);
@@ -38,6 +44,7 @@ private:
     bool Prepare(QString& error) const;
     bool YieldRows(const AnalyticsFilter_T& filter, const QString& group, std::vector<YieldRow_T>& rows,
                    QString& error) const;
+    static void AddPoint(const QSqlQuery& query, int first, ControlChart_T& chart);
     bool Pareto(const AnalyticsFilter_T& filter, std::vector<ParetoRow_T>& rows, QString& error) const;
 
     CResultsDb& m_Db;

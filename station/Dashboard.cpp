@@ -9,6 +9,7 @@
 #include "ReportFolder.h"
 
 #include <algorithm>
+#include <map>
 
 namespace
 {
@@ -35,6 +36,11 @@ QString Value(const std::optional<double>& value)
 QString Label(const MeasurementId_T& id)
 {
     return id.from > 0 ? QString("%1 from %2").arg(id.key).arg(id.from) : id.key;
+}
+
+QStringList Key(const MeasurementId_T& id)
+{
+    return {id.plan, id.step, id.key, QString::number(id.from)};
 }
 
 QString Time(const QDateTime& time)
@@ -227,12 +233,26 @@ bool CDashboard::Write(const QString& dir, const AnalyticsFilter_T& filter, Dash
         pages.since = newest.addDays(-UnitDays());
     return folder.Replace(
         [&](const CReportFolder::Put_T& put, QString& why) {
-            // One chart and one unit in memory at a time.
+            // One chart and one unit in memory at a time; the charts come in
+            // the database's order, their pages are numbered as the table's rows.
+            std::map<QStringList, size_t> rowOf;
             for (size_t i = 0; i < capability.size(); ++i)
+                rowOf[Key(capability[i].id)] = i + 1;
+            const auto chartPage = [&](const ControlChart_T& chart, QString& message) {
+                const auto row = rowOf.find(Key(chart.id));
+                if (row == rowOf.end())
+                    return true;
+                const size_t number = row->second;
+                rowOf.erase(row);
+                return put(ControlPageName(number), ControlPage(filter, chart, number, pages).toUtf8(), message);
+            };
+            if (!analytics.Controls(filter, 20, chartPage, why))
+                return false;
+            for (const auto& [key, number] : rowOf)
             {
                 ControlChart_T chart;
-                if (!analytics.Control(filter, capability[i].id, 1, 20, chart, why) ||
-                    !put(ControlPageName(i + 1), ControlPage(filter, chart, i + 1, pages).toUtf8(), why))
+                chart.id = capability[number - 1].id;
+                if (!put(ControlPageName(number), ControlPage(filter, chart, number, pages).toUtf8(), why))
                     return false;
             }
             summary.charts = capability.size();

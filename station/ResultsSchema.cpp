@@ -184,6 +184,11 @@ FROM (SELECT plan_name, step, expectation, from_index, COUNT(*) AS n, AVG(value)
             WINDOW w AS (PARTITION BY plan_name, step, expectation, from_index ORDER BY started, run_id, step_index
                          ROWS BETWEEN UNBOUNDED PRECEDING AND UNBOUNDED FOLLOWING)) v
       GROUP BY plan_name, step, expectation, from_index) c)",
+    // The analytics' windows read these in their own order, without touching
+    // the step rows (which hold the reports) or sorting the runs.
+    R"(CREATE INDEX steps_last_try ON steps (run_id, step_index, try_number, name, verdict, met);
+CREATE INDEX runs_attempts ON runs (serial, serial_bytes, plan_name, started, id, result, is_virtual, product, session_id);
+CREATE INDEX measurements_values ON measurements (run_id, step_index, try_number, value_type, expectation, from_index, value, low, high, met))",
 };
 }
 

@@ -5,6 +5,7 @@
 
 #include "Analytics.h"
 #include "AnalyticsCommands.h"
+#include "AnalyticsFormat.h"
 #include "DbTarget.h"
 #include "ResultsDb.h"
 #include "RunRows.h"
@@ -18,6 +19,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <map>
 #include <memory>
@@ -513,6 +515,45 @@ TEST_P(Analytics, MistakesGiveOneLine)
         EXPECT_EQ(outcome.status, c.status) << c.arguments.join(' ').toStdString();
         const std::string usage = c.status == 2 ? " (sonarstation help prints the usage)" : "";
         EXPECT_EQ(outcome.err, "sonarstation: " + c.message + usage + "\n");
+    }
+}
+
+TEST_P(Analytics, AllChartsInOnePassAreTheChartsOneByOne)
+{
+    Store(c_Capability);
+    CResultsDb db;
+    QString error;
+    ASSERT_TRUE(db.Open(m_Target, error)) << error.toStdString();
+    const CAnalytics analytics(db);
+    for (const AnalyticsFilter_T& filter : {AnalyticsFilter_T(), [] {
+                                                AnalyticsFilter_T until;
+                                                until.until = QDateTime(QDate(2026, 3, 2), QTime(0, 0), Qt::UTC);
+                                                until.withVirtual = true;
+                                                return until;
+                                            }()})
+    {
+        std::vector<CapabilityRow_T> rows;
+        ASSERT_TRUE(analytics.Capability(filter, false, rows, error)) << error.toStdString();
+        std::vector<std::string> oneByOne;
+        for (const CapabilityRow_T& row : rows)
+        {
+            ControlChart_T chart;
+            ASSERT_TRUE(analytics.Control(filter, row.id, 1, 3, chart, error)) << error.toStdString();
+            oneByOne.push_back(CAnalyticsFormat::ControlJson(chart).toStdString());
+        }
+        std::sort(oneByOne.begin(), oneByOne.end());
+        std::vector<std::string> onePass;
+        ASSERT_TRUE(analytics.Controls(
+            filter, 3,
+            [&](const ControlChart_T& chart, QString&) {
+                onePass.push_back(CAnalyticsFormat::ControlJson(chart).toStdString());
+                return true;
+            },
+            error))
+            << error.toStdString();
+        std::sort(onePass.begin(), onePass.end());
+        EXPECT_EQ(onePass, oneByOne);
+        EXPECT_EQ(onePass.size(), 4u);
     }
 }
 
