@@ -172,7 +172,7 @@ void Ssh::SetUp()
                                       QFile::ExeGroup | QFile::ReadOther | QFile::ExeOther;
     // The unit's side: its shell runs what the station sent ("cd /corvane/Test && ...") in d/unit,
     // whose sonarbench runs a virtual unit (the profile in d/profile) with the files beside it.
-    ASSERT_TRUE(QDir(d).mkpath("unit"));
+    ASSERT_TRUE(QDir(d).mkpath("unit") && QDir(d).mkpath("unit-tmp"));
     ASSERT_TRUE(Write(d + "/unit.sh",
                       QString("#!/bin/sh\ncase \"$SSH_ORIGINAL_COMMAND\" in\n'cd /corvane/Test && '*) ;;\n"
                               "*) echo refused >&2; exit 1 ;;\nesac\n"
@@ -183,7 +183,8 @@ void Ssh::SetUp()
     ASSERT_TRUE(Write(d + "/unit/sonarbench",
                       QString("#!/bin/sh\n[ \"$1\" = crash ] && exit 255\nbeside=\nfor f in *; do\n"
                               "  [ \"$f\" = sonarbench ] || beside=\"$beside --beside $PWD/$f=$f\"\ndone\n"
-                              "exec %1 $beside $(cat %2/profile) \"$@\"\n")
+                              // A unit killed with its connection leaves its folder in the test's.
+                              "TMPDIR=%2/unit-tmp exec %1 $beside $(cat %2/profile) \"$@\"\n")
                           .arg(VUNIT_BINARY, d)
                           .toUtf8(),
                       script));
