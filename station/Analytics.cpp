@@ -1,5 +1,6 @@
 #include "Analytics.h"
 
+#include "CapabilityQuery.h"
 #include "ResultsDb.h"
 #include "SqlValue.h"
 
@@ -100,19 +101,14 @@ bool CAnalytics::Prepare(QString& error) const
 bool CAnalytics::Yield(const AnalyticsFilter_T& filter, const QString& by, YieldReport_T& report, QString& error) const
 {
     report = YieldReport_T();
-    QString group;
-    if (by == "day")
-        group = "SUBSTR(started, 1, 10)";
-    else if (by == "station" || by == "product")
-        group = by;
-    else if (!by.isEmpty())
+    if (!by.isEmpty() && by != "day" && by != "station" && by != "product")
     {
         error = QString("cannot group yields by '%1': by day, station or product").arg(by);
         return false;
     }
     std::vector<YieldRow_T> total;
-    if (!Prepare(error) || !YieldRows(filter, "''", total, error) ||
-        (!group.isEmpty() && !YieldRows(filter, group, report.groups, error)))
+    if (!Prepare(error) || !YieldRows(filter, QString(), total, error) ||
+        (!by.isEmpty() && !YieldRows(filter, by, report.groups, error)))
         return false;
     if (!total.empty())
         report.total = total.front();
@@ -120,21 +116,32 @@ bool CAnalytics::Yield(const AnalyticsFilter_T& filter, const QString& by, Yield
     return Pareto(filter, report.pareto, error);
 }
 
-bool CAnalytics::YieldRows(const AnalyticsFilter_T& filter, const QString& group, std::vector<YieldRow_T>& rows,
+bool CAnalytics::YieldRows(const AnalyticsFilter_T& filter, const QString& by, std::vector<YieldRow_T>& rows,
                            QString& error) const
 {
-    QVariantList values;
-    const QString where = CAnalytics::Conditions(filter, values);
     const QString real = m_Db.Postgresql() ? "DOUBLE PRECISION" : "REAL";
-    // A unit is its attempt 1, which knows the attempt it first passed at.
-    const QString units = "SUM(CASE WHEN attempt = 1 THEN 1 ELSE 0 END)";
-    const QString share =
-        "CAST(SUM(CASE WHEN attempt = 1 AND %1 THEN 1 ELSE 0 END) AS " + real + ") / NULLIF(" + units + ", 0)";
-    const QString sql =
-        "SELECT " + group + " AS g, " + units + ", COUNT(*), SUM(CASE WHEN result = 'passed' THEN 1 ELSE 0 END), " +
-        share.arg("passed_at = 1") + ", " + share.arg("passed_at <= 2") + ", " + share.arg("passed_at <= 3") + ", " +
-        share.arg("passed_at IS NOT NULL") + ", CAST(SUM(CASE WHEN result = 'passed' THEN 1 ELSE 0 END) AS " + real +
-        ") / NULLIF(COUNT(*), 0) FROM unit_yields WHERE " + where + " GROUP BY g ORDER BY g";
+    // A unit counts where its attempt 1 started, a run where it started.
+    const auto part = [&](const QString& table, const QString& counts, QVariantList& values) {
+        const QString group = by == "day"       ? "SUBSTR(x.started, 1, 10)"
+                              : by == "station" ? "s.host"
+                              : by == "product" ? "x.product"
+                                                : "''";
+        return "SELECT " + group + " AS g, " + counts + " FROM " + table + " x" +
+               (by == "station" ? " JOIN sessions s ON s.id = x.session_id" : "") + " WHERE " +
+               Conditions(filter, values, "x.");
+    };
+    QVariantList values;
+    const QString units = part("unit_outcomes",
+                               "1 AS u, 0 AS r, 0 AS p, CASE WHEN passed_at = 1 THEN 1 ELSE 0 END AS f1, "
+                               "CASE WHEN passed_at <= 2 THEN 1 ELSE 0 END AS f2, CASE WHEN passed_at <= 3 THEN 1 "
+                               "ELSE 0 END AS f3, CASE WHEN passed_at IS NOT NULL THEN 1 ELSE 0 END AS fl",
+                               values);
+    const QString runs = part("runs", "0, 1, CASE WHEN result = 'passed' THEN 1 ELSE 0 END, 0, 0, 0, 0", values) +
+                         " AND x.serial IS NOT NULL AND x.result <> 'aborted'";
+    const QString share = "CAST(SUM(%1) AS " + real + ") / NULLIF(SUM(u), 0)";
+    const QString sql = "SELECT g, SUM(u), SUM(r), SUM(p), " + share.arg("f1") + ", " + share.arg("f2") + ", " +
+                        share.arg("f3") + ", " + share.arg("fl") + ", CAST(SUM(p) AS " + real +
+                        ") / NULLIF(SUM(r), 0) FROM (" + units + " UNION ALL " + runs + ") y GROUP BY g ORDER BY g";
     QSqlQuery query(m_Db.Connection());
     if (!m_Db.Exec(query, sql, values, error))
         return false;
@@ -178,30 +185,13 @@ bool CAnalytics::Capability(const AnalyticsFilter_T& filter, bool passedOnly, st
     QVariantList values;
     if (!Prepare(error))
         return false;
-    const QString where = CAnalytics::Conditions(filter, values) + (passedOnly ? " AND result = 'passed'" : "");
-    // One sort a measurement gives its moving ranges, its overall mean and its latest limits.
-    const QString index = "CASE WHEN lsl IS NULL THEN (usl - mean) / (3 * NULLIF(%1, 0)) "
-                          "WHEN usl IS NULL OR mean - lsl < usl - mean THEN (mean - lsl) / (3 * NULLIF(%1, 0)) "
-                          "ELSE (usl - mean) / (3 * NULLIF(%1, 0)) END";
-    const QString spread = "CASE WHEN lsl IS NOT NULL AND usl IS NOT NULL THEN (usl - lsl) / (6 * NULLIF(%1, 0)) END";
-    const QString sql =
-        "SELECT * FROM (SELECT plan_name, step, expectation, from_index, n, mean, s, sw, lsl, usl, " +
-        spread.arg("sw") + " AS cp, " + index.arg("sw") + " AS cpk, " + spread.arg("s") + " AS pp, " + index.arg("s") +
-        " AS ppk, failures FROM ("
-        "SELECT plan_name, step, expectation, from_index, COUNT(*) AS n, AVG(value) AS mean, "
-        "CASE WHEN MIN(value) = MAX(value) AND COUNT(*) > 1 THEN 0.0 "
-        "ELSE SQRT(SUM((value - centre) * (value - centre)) / NULLIF(COUNT(*) - 1, 0)) END AS s, "
-        "CASE WHEN MIN(value) = MAX(value) AND COUNT(*) > 1 THEN 0.0 ELSE AVG(moving_range) / 1.128 END AS sw, "
-        "MAX(lsl) AS lsl, MAX(usl) AS usl, SUM(CASE WHEN met = 0 THEN 1 ELSE 0 END) AS failures FROM ("
-        "SELECT plan_name, step, expectation, from_index, value, met, AVG(value) OVER w AS centre, "
-        "ABS(value - LAG(value) OVER w) AS moving_range, LAST_VALUE(low) OVER w AS lsl, "
-        "LAST_VALUE(high) OVER w AS usl FROM measurement_values WHERE " +
-        where +
-        " WINDOW w AS (PARTITION BY plan_name, step, expectation, from_index ORDER BY started, run_id, step_index "
-        "ROWS BETWEEN UNBOUNDED PRECEDING AND UNBOUNDED FOLLOWING)) v "
-        "GROUP BY plan_name, step, expectation, from_index) c) r "
-        // PostgreSQL orders by an output column only by its bare name.
-        "ORDER BY CASE WHEN cpk IS NULL THEN 1 ELSE 0 END, cpk, plan_name, step, expectation, from_index";
+    const QString sql = "SELECT * FROM (SELECT plan_name, step, expectation, from_index, n, mean, s, sw, lsl, usl, " +
+                        CCapabilityQuery::Indexes() + ", failures FROM (" +
+                        CCapabilityQuery::Measurements(filter, passedOnly, values) +
+                        ") m) r "
+                        // PostgreSQL orders by an output column only by its bare name.
+                        "ORDER BY CASE WHEN cpk IS NULL THEN 1 ELSE 0 END, cpk, plan_name, step, expectation, "
+                        "from_index";
     QSqlQuery query(m_Db.Connection());
     if (!m_Db.Exec(query, sql, values, error))
         return false;
@@ -227,6 +217,85 @@ bool CAnalytics::Capability(const AnalyticsFilter_T& filter, bool passedOnly, st
     return true;
 }
 
+QString CAnalytics::Points(const AnalyticsFilter_T& filter, const MeasurementId_T* id, QVariantList& values)
+{
+    const QString order = "plan_name, step, expectation, from_index, started, run_id, step_index, position";
+    QString movingRange;
+    if (filter.withVirtual)
+        movingRange = "ABS(value - LAG(value) OVER (PARTITION BY plan_name, step, expectation, from_index ORDER BY " +
+                      order.section(", ", 4) + "))";
+    else
+    {
+        // Real units' points know the one before them; it counts inside the window only.
+        movingRange = "CASE WHEN previous_started IS NOT NULL";
+        if (filter.since.isValid())
+        {
+            movingRange += " AND previous_started >= ?";
+            values << SqlValue::Time(filter.since);
+        }
+        movingRange += " THEN ABS(value - previous_value) END";
+    }
+    QString where = Conditions(filter, values);
+    if (id)
+    {
+        where += " AND step = ? AND expectation = ? AND from_index = ?";
+        values << SqlValue::Text(id->step) << SqlValue::Text(id->key) << id->from;
+    }
+    return "SELECT plan_name, step, expectation, from_index, serial_bytes, run_id, started, value, " + movingRange +
+           " AS moving_range FROM measurement_points WHERE " + where + " ORDER BY " + order;
+}
+
+bool CAnalytics::OnlyPlan(const AnalyticsFilter_T& filter, MeasurementId_T& id, QString& error) const
+{
+    QVariantList values;
+    const QString sql = "SELECT DISTINCT plan_name FROM measurement_points WHERE " + Conditions(filter, values) +
+                        " AND step = ? AND expectation = ? AND from_index = ? ORDER BY plan_name";
+    values << SqlValue::Text(id.step) << SqlValue::Text(id.key) << id.from;
+    QSqlQuery query(m_Db.Connection());
+    if (!m_Db.Exec(query, sql, values, error))
+        return false;
+    QStringList plans;
+    while (query.next())
+        plans << query.value(0).toString();
+    // A series is one plan's: two plans' values in one time line would hide each other's drift.
+    if (plans.size() > 1)
+    {
+        error = QString("%1 %2 is measured by %3 plans (%4): name one with --plan")
+                    .arg(id.step, id.key)
+                    .arg(plans.size())
+                    .arg(plans.join(", "));
+        return false;
+    }
+    id.plan = plans.value(0);
+    return true;
+}
+
+bool CAnalytics::Baseline(const AnalyticsFilter_T& filter, int fromPoint, ControlChart_T& chart, QString& error) const
+{
+    // The chart starts at FROMPOINT: the moving range into its first point is not its own.
+    QVariantList values;
+    const QString ranges = Points(filter, &chart.id, values);
+    values << chart.baseline - 1 << fromPoint;
+    const QString points = Points(filter, &chart.id, values);
+    values << chart.baseline << fromPoint - 1;
+    const QString sql = "SELECT a.*, (SELECT AVG(moving_range) FROM (" + ranges +
+                        " LIMIT ? OFFSET ?) b) FROM (SELECT AVG(value), COUNT(*) FROM (" + points +
+                        " LIMIT ? OFFSET ?) p) a";
+    QSqlQuery query(m_Db.Connection());
+    if (!m_Db.Exec(query, sql, values, error) || !query.next())
+        return false;
+    if (query.value(1).toLongLong() < 2 || query.value(2).isNull())
+        return true;
+    const double centre = query.value(0).toDouble();
+    const double mr = query.value(2).toDouble();
+    chart.centre = centre;
+    chart.ucl = centre + 2.66 * mr;
+    chart.lcl = centre - 2.66 * mr;
+    chart.mrCentre = mr;
+    chart.mrUcl = 3.267 * mr;
+    return true;
+}
+
 bool CAnalytics::Control(const AnalyticsFilter_T& filter, const MeasurementId_T& id, int fromPoint, int baseline,
                          ControlChart_T& chart, QString& error) const
 {
@@ -243,24 +312,24 @@ bool CAnalytics::Control(const AnalyticsFilter_T& filter, const MeasurementId_T&
     AnalyticsFilter_T measured = filter;
     if (!id.plan.isEmpty())
         measured.plan = id.plan;
-    QVariantList values;
-    const QString where = CAnalytics::Conditions(measured, values);
-    values << SqlValue::Text(id.step) << SqlValue::Text(id.key) << id.from << fromPoint;
-    const int end = fromPoint + baseline;
-    values = QVariantList{end, end, end} + values;
-    const QString sql = "SELECT serial, run_id, started, value, moving_range, k, "
-                        "AVG(CASE WHEN k < ? THEN value END) OVER () AS centre, "
-                        "AVG(CASE WHEN k < ? THEN moving_range END) OVER () AS mr_centre, "
-                        "COUNT(CASE WHEN k < ? THEN 1 END) OVER () AS baseline_n FROM ("
-                        "SELECT p.*, ABS(value - LAG(value) OVER (ORDER BY k)) AS moving_range FROM ("
-                        "SELECT serial, run_id, started, value, "
-                        "ROW_NUMBER() OVER (ORDER BY started, run_id, step_index) AS k FROM measurement_values WHERE " +
-                        where + " AND step = ? AND expectation = ? AND from_index = ?) p WHERE k >= ?) q ORDER BY k";
-    QSqlQuery query(m_Db.Connection());
-    if (!m_Db.Exec(query, sql, values, error))
+    if (measured.plan.isEmpty() && !OnlyPlan(measured, chart.id, error))
         return false;
-    while (query.next())
-        AddPoint(query, 0, chart);
+    measured.plan = chart.id.plan;
+    QVariantList values;
+    QSqlQuery query(m_Db.Connection());
+    query.setForwardOnly(true);
+    if (!m_Db.Exec(query, Points(measured, &id, values), values, error))
+        return false;
+    for (long long k = 1; query.next(); ++k)
+        if (k >= fromPoint)
+        {
+            AddPoint(query, k, chart);
+            if (k == fromPoint)
+                chart.points.back().movingRange.reset();
+        }
+    query.finish();
+    if (!Baseline(measured, fromPoint, chart, error))
+        return false;
     ApplyRules(chart);
     return true;
 }
@@ -272,28 +341,33 @@ bool CAnalytics::Controls(const AnalyticsFilter_T& filter, int baseline, const C
         error = "a baseline needs 2 points or more";
         return false;
     }
-    QVariantList values{baseline + 1, baseline + 1, baseline + 1};
-    const QString where = Conditions(filter, values);
-    const QString measurement = "PARTITION BY plan_name, step, expectation, from_index";
-    // All the charts in one pass over the view, a measurement after another.
-    const QString sql =
-        "SELECT plan_name, step, expectation, from_index, serial, run_id, started, value, moving_range, k, "
-        "AVG(CASE WHEN k < ? THEN value END) OVER c AS centre, "
-        "AVG(CASE WHEN k < ? THEN moving_range END) OVER c AS mr_centre, "
-        "COUNT(CASE WHEN k < ? THEN 1 END) OVER c AS baseline_n FROM ("
-        "SELECT p.*, ABS(value - LAG(value) OVER (" + measurement + " ORDER BY k)) AS moving_range FROM ("
-        "SELECT plan_name, step, expectation, from_index, serial, run_id, started, value, "
-        "ROW_NUMBER() OVER (" + measurement + " ORDER BY started, run_id, step_index) AS k "
-        "FROM measurement_values WHERE " + where + ") p) q "
-        "WINDOW c AS (" + measurement + " ORDER BY k ROWS BETWEEN UNBOUNDED PRECEDING AND UNBOUNDED FOLLOWING) "
-        "ORDER BY plan_name, step, expectation, from_index, k";
+    if (!Prepare(error))
+        return false;
+    // The limits first: a streaming query holds its connection to the end.
+    std::vector<ControlChart_T> limits;
+    if (!Baselines(filter, baseline, limits, error))
+        return false;
+    // All the charts in one pass over the points, a measurement after another.
+    QVariantList values;
     QSqlQuery query(m_Db.Connection());
-    if (!m_Db.Exec(query, sql, values, error))
+    query.setForwardOnly(true);
+    if (!m_Db.Exec(query, Points(filter, nullptr, values), values, error))
         return false;
     ControlChart_T chart;
+    size_t next = 0;
     const auto flush = [&]() {
         if (chart.points.empty())
             return true;
+        while (next < limits.size() && !Same(limits[next].id, chart.id))
+            ++next;
+        if (next < limits.size())
+        {
+            chart.centre = limits[next].centre;
+            chart.ucl = limits[next].ucl;
+            chart.lcl = limits[next].lcl;
+            chart.mrCentre = limits[next].mrCentre;
+            chart.mrUcl = limits[next].mrUcl;
+        }
         ApplyRules(chart);
         return each(chart, error);
     };
@@ -301,8 +375,7 @@ bool CAnalytics::Controls(const AnalyticsFilter_T& filter, int baseline, const C
     {
         const MeasurementId_T id{query.value(0).toString(), query.value(1).toString(), query.value(2).toString(),
                                  query.value(3).toInt()};
-        if (chart.points.empty() || id.plan != chart.id.plan || id.step != chart.id.step || id.key != chart.id.key ||
-            id.from != chart.id.from)
+        if (chart.points.empty() || !Same(id, chart.id))
         {
             if (!flush())
                 return false;
@@ -310,30 +383,56 @@ bool CAnalytics::Controls(const AnalyticsFilter_T& filter, int baseline, const C
             chart.id = id;
             chart.baseline = baseline;
         }
-        AddPoint(query, 4, chart);
+        AddPoint(query, static_cast<long long>(chart.points.size()) + 1, chart);
     }
     return flush();
 }
 
-void CAnalytics::AddPoint(const QSqlQuery& query, int first, ControlChart_T& chart)
+bool CAnalytics::Baselines(const AnalyticsFilter_T& filter, int baseline, std::vector<ControlChart_T>& charts,
+                           QString& error) const
+{
+    QVariantList values;
+    const QString sql = "SELECT plan_name, step, expectation, from_index FROM measurement_points WHERE " +
+                        Conditions(filter, values) +
+                        " GROUP BY plan_name, step, expectation, from_index ORDER BY plan_name, step, expectation, "
+                        "from_index";
+    QSqlQuery query(m_Db.Connection());
+    if (!m_Db.Exec(query, sql, values, error))
+        return false;
+    charts.clear();
+    while (query.next())
+    {
+        ControlChart_T chart;
+        chart.id = {query.value(0).toString(), query.value(1).toString(), query.value(2).toString(),
+                    query.value(3).toInt()};
+        chart.baseline = baseline;
+        charts.push_back(chart);
+    }
+    query.finish();
+    for (ControlChart_T& chart : charts)
+    {
+        AnalyticsFilter_T measured = filter;
+        measured.plan = chart.id.plan;
+        if (!Baseline(measured, 1, chart, error))
+            return false;
+    }
+    return true;
+}
+
+bool CAnalytics::Same(const MeasurementId_T& one, const MeasurementId_T& other)
+{
+    return one.plan == other.plan && one.step == other.step && one.key == other.key && one.from == other.from;
+}
+
+void CAnalytics::AddPoint(const QSqlQuery& query, long long index, ControlChart_T& chart)
 {
     ControlPoint_T point;
-    point.serial = query.value(first).toString().toUtf8();
-    point.runId = query.value(first + 1).toString();
-    point.time = SqlValue::ReadTime(query.value(first + 2));
-    point.value = query.value(first + 3).toDouble();
-    point.movingRange = Number(query.value(first + 4));
-    point.index = query.value(first + 5).toLongLong();
-    if (chart.points.empty() && query.value(first + 8).toLongLong() >= 2 && !query.value(first + 7).isNull())
-    {
-        const double centre = query.value(first + 6).toDouble();
-        const double mr = query.value(first + 7).toDouble();
-        chart.centre = centre;
-        chart.ucl = centre + 2.66 * mr;
-        chart.lcl = centre - 2.66 * mr;
-        chart.mrCentre = mr;
-        chart.mrUcl = 3.267 * mr;
-    }
+    point.serial = query.value(4).toByteArray();
+    point.runId = query.value(5).toString();
+    point.time = SqlValue::ReadTime(query.value(6));
+    point.value = query.value(7).toDouble();
+    point.movingRange = Number(query.value(8));
+    point.index = index;
     chart.points.push_back(point);
 }
 

@@ -42,9 +42,21 @@ public:
 private:
     // Gives PostgreSQL the memory to sort a million values without spilling to disk.
     bool Prepare(QString& error) const;
-    bool YieldRows(const AnalyticsFilter_T& filter, const QString& group, std::vector<YieldRow_T>& rows,
+    // BY: as Yield's.
+    bool YieldRows(const AnalyticsFilter_T& filter, const QString& by, std::vector<YieldRow_T>& rows,
                    QString& error) const;
-    static void AddPoint(const QSqlQuery& query, int first, ControlChart_T& chart);
+    // The points of FILTER's measurements (of ID only, when given) in time
+    // order, each with its moving range over the points asked for.
+    static QString Points(const AnalyticsFilter_T& filter, const MeasurementId_T* id, QVariantList& values);
+    // The one plan that measures ID in FILTER's runs, into ID; none is no error.
+    bool OnlyPlan(const AnalyticsFilter_T& filter, MeasurementId_T& id, QString& error) const;
+    // CHART's centre lines and limits from its baseline points from FROMPOINT on.
+    bool Baseline(const AnalyticsFilter_T& filter, int fromPoint, ControlChart_T& chart, QString& error) const;
+    // Every measurement of FILTER's runs, in the order of the points, with its limits.
+    bool Baselines(const AnalyticsFilter_T& filter, int baseline, std::vector<ControlChart_T>& charts,
+                   QString& error) const;
+    static bool Same(const MeasurementId_T& one, const MeasurementId_T& other);
+    static void AddPoint(const QSqlQuery& query, long long index, ControlChart_T& chart);
     bool Pareto(const AnalyticsFilter_T& filter, std::vector<ParetoRow_T>& rows, QString& error) const;
 
     CResultsDb& m_Db;

@@ -7,6 +7,7 @@
 #include "HistoryFormat.h"
 #include "HtmlPage.h"
 #include "ReportFolder.h"
+#include "UnitPageWriter.h"
 
 #include <algorithm>
 #include <map>
@@ -217,7 +218,8 @@ bool CDashboard::Write(const QString& dir, const AnalyticsFilter_T& filter, Dash
                        QString& error) const
 {
     summary = DashboardSummary_T();
-    const CReportFolder folder(dir);
+    // Made again from the database at will: its thousands of pages are not flushed one by one.
+    const CReportFolder folder(dir, false);
     if (!folder.Check(error))
         return false;
     const CAnalytics analytics(m_Db);
@@ -258,13 +260,14 @@ bool CDashboard::Write(const QString& dir, const AnalyticsFilter_T& filter, Dash
             summary.charts = capability.size();
             QString rows;
             long long& units = summary.units;
-            const CDashboardUnitPage unitPage;
+            CUnitPageWriter writer(put);
             const auto page = [&](const DashboardUnit_T& unit, QString& message) {
                 ++units;
                 rows += UnitRow(unit);
-                return put(CDashboardUnitPage::PageName(unit.serial), unitPage.Render(unit).toUtf8(), message);
+                return writer.Add(unit, message);
             };
-            return reader.ForEach(pages, page, why) && put("units.html", UnitsPage(pages, rows, units).toUtf8(), why) &&
+            return reader.ForEach(pages, page, why) && writer.Finish(why) &&
+                   put("units.html", UnitsPage(pages, rows, units).toUtf8(), why) &&
                    put("index.html", Index(filter, yield, capability, pages, units).toUtf8(), why);
         },
         error);

@@ -32,7 +32,7 @@ public:
                                const AnalyticsFilter_T& pages);
     // Without --since, unit pages cover this many days up to the newest run:
     // a page for every unit of a long history would take most of the time.
-    static int UnitDays() { return 7; }
+    static int UnitDays() { return 1; }
     static QString ControlPageName(size_t row);
     // ROWS: UnitRow() of every unit.
     static QString UnitsPage(const AnalyticsFilter_T& filter, const QString& rows, long long units);

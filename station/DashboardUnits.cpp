@@ -101,20 +101,18 @@ bool CDashboardUnits::ForEach(const AnalyticsFilter_T& filter, const Page_T& pag
     return true;
 }
 
-bool CDashboardUnits::ReadRuns(const QString& where, const QVariantList& values, const Key_T& first, const Key_T& last,
+bool CDashboardUnits::ReadRuns(const QString& where, const QVariantList& values,
                                std::vector<DashboardUnit_T>& units, QString& error) const
 {
-    // Attempts count over the whole history of the batch's serials, not the window.
+    // A run's attempt counts over the unit's whole history, not the window.
     QSqlQuery query(m_Db.Connection());
     query.setForwardOnly(true);
     if (!m_Db.Exec(query,
                    "SELECT r.id, r.serial_bytes, r.unit, r.is_virtual, r.product, r.plan_name, r.started, r.result, "
-                   "r.met, r.unit_error, r.unreachable, s.host, a.attempt FROM runs r "
-                   "JOIN sessions s ON s.id = r.session_id LEFT JOIN (SELECT id, ROW_NUMBER() OVER (PARTITION BY "
-                   "serial, serial_bytes, plan_name ORDER BY started, id) AS attempt FROM runs "
-                   "WHERE result <> 'aborted' AND serial >= ? AND serial <= ?) a ON a.id = r.id WHERE " +
+                   "r.met, r.unit_error, r.unreachable, s.host, r.plan_attempt FROM runs r "
+                   "JOIN sessions s ON s.id = r.session_id WHERE " +
                        where + " ORDER BY " + c_RunOrder,
-                   QVariantList{Serial(first.text), Serial(last.text)} + values, error))
+                   values, error))
         return false;
     units.clear();
     while (query.next())
@@ -214,7 +212,7 @@ bool CDashboardUnits::ReadBatch(const AnalyticsFilter_T& filter, const Key_T& fi
     QString where = Conditions(filter, values);
     where += Between(first, last, values);
     std::vector<DashboardUnit_T> units;
-    if (!ReadRuns(where, values, first, last, units, error) || !ReadSteps(where, values, units, error))
+    if (!ReadRuns(where, values, units, error) || !ReadSteps(where, values, units, error))
         return false;
     QHash<QString, std::pair<size_t, size_t>> runs;  // run id: unit, run
     for (size_t u = 0; u < units.size(); ++u)

@@ -36,8 +36,8 @@ private:
     bool NextKeys(const AnalyticsFilter_T& filter, const Key_T* after, std::vector<Key_T>& keys, QString& error) const;
     bool ReadBatch(const AnalyticsFilter_T& filter, const Key_T& first, const Key_T& last, const Page_T& page,
                    QString& error) const;
-    bool ReadRuns(const QString& where, const QVariantList& values, const Key_T& first, const Key_T& last,
-                  std::vector<DashboardUnit_T>& units, QString& error) const;
+    bool ReadRuns(const QString& where, const QVariantList& values, std::vector<DashboardUnit_T>& units,
+                  QString& error) const;
     bool ReadSteps(const QString& where, const QVariantList& values, std::vector<DashboardUnit_T>& units,
                    QString& error) const;
     static QString Conditions(const AnalyticsFilter_T& filter, QVariantList& values);

@@ -3,6 +3,7 @@
 #include "Plan.h"
 #include "ReportParser.h"
 #include "ResultsDb.h"
+#include "RunFacts.h"
 #include "RunRows.h"
 #include "StepRows.h"
 
@@ -172,6 +173,8 @@ bool CLotWriter::Flush(QString& error)
                 for (size_t s = 0; s < pending.second.size(); ++s)
                     if (!CStepRows::Insert(m_Db, pending.first.id, static_cast<int>(s), 1, pending.second[s], error))
                         return false;
+                if (!CRunFacts::Publish(m_Db, pending.first.id, error))
+                    return false;
             }
             return true;
         },

@@ -1,5 +1,7 @@
 #include "ResultsSchema.h"
 
+#include "CapabilityQuery.h"
+
 namespace
 {
 // Each entry brings the database from its index to the next version.
@@ -189,6 +191,107 @@ FROM (SELECT plan_name, step, expectation, from_index, COUNT(*) AS n, AVG(value)
     R"(CREATE INDEX steps_last_try ON steps (run_id, step_index, try_number, name, verdict, met);
 CREATE INDEX runs_attempts ON runs (serial, serial_bytes, plan_name, started, id, result, is_virtual, product, session_id);
 CREATE INDEX measurements_values ON measurements (run_id, step_index, try_number, value_type, expectation, from_index, value, low, high, met))",
+    // Facts fixed when a run ends, so the analytics read them without
+    // reassembling runs from steps: the attempts of the run's unit, a failed
+    // run's first failure, and each numeric measurement of a last try as a
+    // point of its series with the point before it among real units (the
+    // moving range), kept right by CRunFacts whatever order runs end in.
+    // The older history gets them here once.
+    R"(ALTER TABLE runs ADD COLUMN failed_step_index INTEGER;
+ALTER TABLE runs ADD COLUMN failed_step TEXT;
+ALTER TABLE runs ADD COLUMN failed_key TEXT;
+ALTER TABLE runs ADD COLUMN plan_attempt INTEGER;
+ALTER TABLE runs ADD COLUMN passed_at INTEGER;
+UPDATE runs SET failed_step_index = f.step_index, failed_step = f.step, failed_key = f.key
+FROM first_failures f WHERE f.run_id = runs.id;
+UPDATE runs SET plan_attempt = a.attempt FROM unit_attempts a WHERE a.run_id = runs.id;
+UPDATE runs SET passed_at = u.passed_at
+FROM (SELECT serial, serial_bytes, plan_name, MIN(plan_attempt) AS passed_at FROM runs
+      WHERE result = 'passed' AND plan_attempt IS NOT NULL GROUP BY serial, serial_bytes, plan_name) u
+WHERE u.serial = runs.serial AND u.serial_bytes = runs.serial_bytes AND u.plan_name = runs.plan_name
+  AND runs.plan_attempt IS NOT NULL;
+CREATE TABLE measurement_points (
+  run_id TEXT NOT NULL,
+  step_index INTEGER NOT NULL,
+  position INTEGER NOT NULL,
+  try_number INTEGER NOT NULL,
+  plan_name TEXT NOT NULL,
+  step TEXT NOT NULL,
+  expectation TEXT NOT NULL,
+  from_index INTEGER NOT NULL,
+  started TEXT NOT NULL,
+  serial TEXT NOT NULL,
+  serial_bytes %BLOB%,
+  is_virtual INTEGER NOT NULL,
+  result TEXT NOT NULL,
+  value %REAL% NOT NULL,
+  low %REAL%,
+  high %REAL%,
+  met INTEGER NOT NULL,
+  previous_value %REAL%,
+  previous_started TEXT,
+  PRIMARY KEY (run_id, step_index, position)
+);
+INSERT INTO measurement_points (run_id, step_index, position, try_number, plan_name, step, expectation, from_index,
+  started, serial, serial_bytes, is_virtual, result, value, low, high, met)
+SELECT m.run_id, m.step_index, m.position, m.try_number, r.plan_name, st.name, m.expectation, m.from_index,
+  r.started, r.serial, r.serial_bytes, r.is_virtual, r.result, m.value, m.low, m.high, m.met
+FROM runs r
+JOIN measurements m ON m.run_id = r.id
+JOIN steps st ON st.run_id = m.run_id AND st.step_index = m.step_index AND st.try_number + 0 = m.try_number
+WHERE r.serial IS NOT NULL AND r.result <> 'aborted' AND m.value_type IN ('integer', 'real') AND m.value IS NOT NULL
+  AND NOT EXISTS (SELECT 1 FROM steps later WHERE later.run_id = m.run_id AND later.step_index = m.step_index
+                  AND later.try_number > m.try_number);
+UPDATE measurement_points SET previous_value = c.previous_value, previous_started = c.previous_started
+FROM (SELECT run_id, step_index, position,
+        LAG(value) OVER w AS previous_value, LAG(started) OVER w AS previous_started
+      FROM measurement_points WHERE is_virtual = 0
+      WINDOW w AS (PARTITION BY plan_name, step, expectation, from_index
+                   ORDER BY started, run_id, step_index, position)) c
+WHERE c.run_id = measurement_points.run_id AND c.step_index = measurement_points.step_index
+  AND c.position = measurement_points.position AND c.previous_started IS NOT NULL;
+CREATE INDEX points_in_order ON measurement_points (plan_name, step, expectation, from_index, started, run_id,
+  step_index, position, is_virtual, result, value, previous_value, previous_started, met, low, high);
+CREATE INDEX runs_failures ON runs (plan_name, started, is_virtual, failed_step, failed_key) WHERE result = 'failed';
+CREATE INDEX runs_units ON runs (plan_name, started, is_virtual, product, session_id, passed_at) WHERE plan_attempt = 1;
+DROP INDEX measurements_values;
+DROP VIEW failure_pareto;
+DROP VIEW first_failures;
+DROP VIEW measurement_capability;
+DROP VIEW measurement_values;
+DROP VIEW yield_by_day;
+CREATE VIEW unit_outcomes AS
+SELECT serial, plan_name, started, id AS run_id, product, session_id, is_virtual, passed_at, serial_bytes
+FROM runs WHERE plan_attempt = 1;
+CREATE VIEW yield_by_day AS
+SELECT day, plan_name, SUM(units) AS units, SUM(runs) AS runs, SUM(passed_runs) AS passed_runs,
+  CAST(SUM(fpy) AS %REAL%) / NULLIF(SUM(units), 0) AS fpy, CAST(SUM(spy) AS %REAL%) / NULLIF(SUM(units), 0) AS spy,
+  CAST(SUM(tpy) AS %REAL%) / NULLIF(SUM(units), 0) AS tpy, CAST(SUM(lpy) AS %REAL%) / NULLIF(SUM(units), 0) AS lpy,
+  CAST(SUM(passed_runs) AS %REAL%) / NULLIF(SUM(runs), 0) AS run_yield
+FROM (SELECT SUBSTR(started, 1, 10) AS day, plan_name, 1 AS units, 0 AS runs, 0 AS passed_runs,
+        CASE WHEN passed_at = 1 THEN 1 ELSE 0 END AS fpy, CASE WHEN passed_at <= 2 THEN 1 ELSE 0 END AS spy,
+        CASE WHEN passed_at <= 3 THEN 1 ELSE 0 END AS tpy, CASE WHEN passed_at IS NOT NULL THEN 1 ELSE 0 END AS lpy
+      FROM unit_outcomes WHERE is_virtual = 0
+      UNION ALL
+      SELECT SUBSTR(started, 1, 10), plan_name, 0, 1, CASE WHEN result = 'passed' THEN 1 ELSE 0 END, 0, 0, 0, 0
+      FROM runs WHERE serial IS NOT NULL AND result <> 'aborted' AND is_virtual = 0) d
+GROUP BY day, plan_name;
+CREATE VIEW first_failures AS
+SELECT r.id AS run_id, r.serial, r.plan_name, r.product, s.host AS station, r.is_virtual, r.started,
+  r.failed_step_index AS step_index, r.failed_step AS step, r.failed_key AS key
+FROM runs r JOIN sessions s ON s.id = r.session_id
+WHERE r.result = 'failed' AND r.serial IS NOT NULL AND r.failed_step IS NOT NULL;
+CREATE VIEW failure_pareto AS
+SELECT plan_name, step, key, COUNT(*) AS failures
+FROM first_failures WHERE is_virtual = 0
+GROUP BY plan_name, step, key;
+CREATE VIEW measurement_values AS
+SELECT p.run_id, p.serial, p.plan_name, a.product, a.station, p.is_virtual, p.started, p.result, a.attempt,
+  p.step_index, p.step, p.expectation, p.from_index, p.value, p.low, p.high, p.met
+FROM measurement_points p JOIN unit_attempts a ON a.run_id = p.run_id;
+CREATE VIEW measurement_capability AS
+SELECT plan_name, step, expectation, from_index, n, mean, s, sw, lsl, usl, %INDEXES%, failures
+FROM (%CAPABILITY%) c)",
 };
 }
 
@@ -205,6 +308,9 @@ QStringList CResultsSchema::Migration(int from, bool postgresql)
         QString text = c_Versions[version];
         text.replace("%BLOB%", postgresql ? "BYTEA" : "BLOB");
         text.replace("%REAL%", postgresql ? "DOUBLE PRECISION" : "REAL");
+        QVariantList none;
+        text.replace("%CAPABILITY%", CCapabilityQuery::Measurements(AnalyticsFilter_T(), false, none));
+        text.replace("%INDEXES%", CCapabilityQuery::Indexes());
         for (const QString& statement : text.split(";\n"))
             statements << statement.trimmed();
         statements << QString("UPDATE schema_version SET version = %1").arg(version + 1);

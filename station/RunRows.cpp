@@ -1,6 +1,7 @@
 #include "RunRows.h"
 
 #include "ResultsDb.h"
+#include "RunFacts.h"
 #include "SqlValue.h"
 
 #include <QSqlQuery>
@@ -137,11 +138,13 @@ bool CRunRows::InsertRun(CResultsDb& db, RunRecord_T& run, QString& error)
 bool CRunRows::FinishRun(CResultsDb& db, const RunRecord_T& run, QString& error)
 {
     QSqlQuery query(db.Connection());
-    return db.Exec(
-        query,
-        "UPDATE runs SET result = ?, met = ?, ended = ?, unit_error = ?, unreachable = ? "
-        "WHERE id = ? AND ended IS NULL",
-        {Text(run.result), Flag(run.met), Time(run.ended), Text(run.unitError), Text(run.unreachable), run.id}, error);
+    if (!db.Exec(query,
+                 "UPDATE runs SET result = ?, met = ?, ended = ?, unit_error = ?, unreachable = ? "
+                 "WHERE id = ? AND ended IS NULL",
+                 {Text(run.result), Flag(run.met), Time(run.ended), Text(run.unitError), Text(run.unreachable), run.id},
+                 error))
+        return false;
+    return query.numRowsAffected() == 0 || CRunFacts::Publish(db, run.id, error);
 }
 
 bool CRunRows::SelectRuns(CResultsDb& db, const QString& where, const QVariantList& values,

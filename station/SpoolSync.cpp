@@ -1,6 +1,7 @@
 #include "SpoolSync.h"
 
 #include "ResultsDb.h"
+#include "RunFacts.h"
 #include "RunRows.h"
 #include "StepRows.h"
 
@@ -51,6 +52,9 @@ bool CSpoolSync::MoveSession(CResultsDb& spool, CResultsDb& target, const QStrin
                         for (size_t i = 0; i < steps.size(); ++i)
                             if (!CStepRows::Insert(target, run.id, keys[i].first, keys[i].second, steps[i], error))
                                 return false;
+                        // Its result came with its row, before its steps.
+                        if (run.ended.isValid() && !CRunFacts::Publish(target, run.id, error))
+                            return false;
                         runIds << run.id;
                     }
                     return true;
@@ -68,7 +72,7 @@ bool CSpoolSync::Forget(CResultsDb& spool, const QString& sessionId, const QStri
 {
     QSqlQuery query(spool.Connection());
     for (const QString& run : runIds)
-        for (const char* table : {"measurements", "sample_blocks", "steps"})
+        for (const char* table : {"measurement_points", "measurements", "sample_blocks", "steps"})
             if (!spool.Exec(query, QString("DELETE FROM %1 WHERE run_id = ?").arg(table), {run}, error))
                 return false;
     return spool.Exec(query, "DELETE FROM runs WHERE session_id = ?", {sessionId}, error) &&

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
 #include <numeric>
 #include <set>
 
@@ -42,7 +43,9 @@ double TickStep(double span)
 
 QString N(double value)
 {
-    return QString::number(value, 'f', 1);
+    QByteArray text;
+    CSvgPlot::AppendFixed(value, text);
+    return QString::fromLatin1(text);
 }
 
 QString E(const QString& text)
@@ -284,15 +287,38 @@ QString CSvgPlot::Bands(const Frame_T& frame, const std::vector<Band_T>& bands) 
     return svg;
 }
 
+void CSvgPlot::AppendFixed(double value, QByteArray& text)
+{
+    if (!std::isfinite(value) || std::fabs(value) >= 1e15)
+    {
+        text += QByteArray::number(value, 'f', 1);
+        return;
+    }
+    // printf rounds an exact tie (x.25, x.75) to even, Qt away from zero; Qt drops the sign of a zero.
+    if (value == 0)
+        value = 0;
+    const double quarters = std::fabs(value) * 4;
+    const bool tie = quarters == std::floor(quarters) && std::fmod(quarters, 2) == 1;
+    char digits[32];
+    const int length = std::snprintf(digits, sizeof digits, "%.1f", tie ? value + std::copysign(0.05, value) : value);
+    text.append(digits, length);
+}
+
 QString CSvgPlot::Trace(const Frame_T& frame, const std::vector<int>& samples) const
 {
-    QString points;
+    QByteArray points;
     points.reserve(static_cast<int>(samples.size()) * 12);
     for (size_t i = 0; i < samples.size(); ++i)
-        points += N(frame.X(static_cast<double>(i))) + "," + N(frame.Y(samples[i])) + " ";
+    {
+        if (i > 0)
+            points += ' ';
+        AppendFixed(frame.X(static_cast<double>(i)), points);
+        points += ',';
+        AppendFixed(frame.Y(samples[i]), points);
+    }
     return QString("<polyline class=\"samples\" fill=\"none\" stroke=\"%1\" stroke-width=\"1.2\" "
                    "points=\"%2\"/>\n")
-        .arg(c_Trace, points.trimmed());
+        .arg(c_Trace, QString::fromLatin1(points));
 }
 
 QString CSvgPlot::Peaks(const Frame_T& frame, const std::vector<Peak_T>& peaks) const

@@ -6,6 +6,7 @@
 #include "Expectation.h"
 #include "StepReport.h"
 
+#include <QByteArray>
 #include <QString>
 #include <QStringList>
 
@@ -16,6 +17,9 @@ class CSvgPlot
 public:
     // EXPECTATIONS: those that judge this block (none for a block they do not look at).
     QString Render(const SampleBlock_T& block, const std::vector<ExpectationResult_T>& expectations) const;
+    // VALUE with one decimal into TEXT, as QString::number(VALUE, 'f', 1)
+    // writes it, without allocating: a plot holds thousands.
+    static void AppendFixed(double value, QByteArray& text);
 
 private:
     struct Frame_T;

@@ -108,23 +108,26 @@ class Analytics : public CEngineTest
 {
 protected:
     // Stores the runs as the station does, each in a session of its station; run ids r01, r02, ...
+    // in the lines' order. Runs end in the order of ARRIVAL (line indexes), by default the lines'.
     template <size_t N>
-    void Store(const char* const (&lines)[N])
+    void Store(const char* const (&lines)[N], const std::vector<size_t>& arrival = {})
     {
         std::vector<QString> runs;
         for (const char* line : lines)
             runs.push_back(line);
-        Store(runs);
+        Store(runs, arrival);
     }
 
-    void Store(const std::vector<QString>& lines)
+    void Store(const std::vector<QString>& lines, std::vector<size_t> arrival = {})
     {
         CResultsDb db;
         QString error;
         ASSERT_TRUE(db.Open(m_Target, error)) << error.toStdString();
-        int number = 0;
-        for (const QString& line : lines)
+        for (size_t i = arrival.size(); i < lines.size(); ++i)
+            arrival.push_back(i);
+        for (const size_t index : arrival)
         {
+            const QString& line = lines[index];
             const QStringList head = line.section(" : ", 0, 0).split(' ');
             SessionRecord_T session;
             session.id = QUuid::createUuid().toString(QUuid::WithoutBraces);
@@ -135,7 +138,7 @@ protected:
             session.started = QDateTime::fromString("2026-" + head[2] + ":00Z", Qt::ISODate);
             ASSERT_TRUE(CRunRows::InsertSession(db, session, error)) << error.toStdString();
             RunRecord_T run;
-            run.id = QString("r%1").arg(++number, 2, 10, QChar('0'));
+            run.id = QString("r%1").arg(index + 1, 2, 10, QChar('0'));
             run.sessionId = session.id;
             run.unit = head.contains("virtual") ? "ql4k" : "ssh:unit";
             run.isVirtual = head.contains("virtual");
@@ -283,7 +286,11 @@ std::string Pareto(int failures, const char* key, const char* step)
 
 TEST_P(Analytics, YieldsCountUnitsByTheirFirstAttemptOverTheWholeHistory)
 {
-    Store(c_Yields);
+    // Newest first: each unit's attempts are counted again as earlier runs arrive.
+    std::vector<size_t> newestFirst;
+    for (size_t i = std::size(c_Yields); i > 0; --i)
+        newestFirst.push_back(i - 1);
+    Store(c_Yields, newestFirst);
     // Units U1..U5 start in March: U1 passes at 1 (a retried step), U2 at 2, U3 at 3 (an aborted run between),
     // U4 at 5, U5 never (a step timed out). U0 started in February and V1 is virtual.
     const std::string pareto = "\"pareto\":[" + Pareto(4, "peak from 32", "ping") + "," + Pareto(2, "verdict", "pin") +
@@ -348,7 +355,8 @@ TEST_P(Analytics, YieldsCountUnitsByTheirFirstAttemptOverTheWholeHistory)
 
 TEST_P(Analytics, CapabilityOfTheLastTriesOfRunsInTimeOrder)
 {
-    Store(c_Capability);
+    // Runs end in another order than they started, as on a station testing several units at once.
+    Store(c_Capability, {2, 0, 6, 3, 1, 5, 4});
     // Left out: an aborted run, a virtual unit and a step's first try (999s). The peak's limits changed:
     // the latest run's count. reading has no upper limit, samples never varies, level was measured once.
     const std::string hydro =
@@ -431,7 +439,7 @@ TEST_P(Analytics, ControlChartOfThePublishedIndividualsExample)
         lines.push_back(
             QString("B%1 A 03-01T08:%2 passed : tank level=%3@40..60").arg(i + 1).arg(10 + i).arg(batches[i]));
     lines.push_back("B11 V 03-01T09:00 passed virtual : tank level=90@40..60");
-    Store(lines);
+    Store(lines, {9, 3, 10, 0, 8, 1, 7, 2, 6, 4, 5});
 
     CResultsDb db;
     QString error;
@@ -460,7 +468,7 @@ TEST_P(Analytics, ControlChartOfThePublishedIndividualsExample)
     EXPECT_EQ(all.out,
               "{\"baseline\":20,\"flagged\":[],\"from\":0,\"individuals\":{\"centre\":50.81,\"lcl\":45.81511111,"
               "\"ucl\":55.80488889},\"key\":\"level\",\"moving_range\":{\"centre\":1.877777778,\"ucl\":6.1347},"
-              "\"plan\":\"\",\"points\":[" +
+              "\"plan\":\"cor.plan\",\"points\":[" +
                   points + "],\"step\":\"tank\"}");
 
     // From point 3, limits of five points: 49.9 51.3 47.8 51.2 52.6 and their moving ranges 1.4 3.5 3.4 1.4.

@@ -13,6 +13,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
+#include <limits>
+
 namespace
 {
 ExpectationResult_T Expect(const QString& key, const QString& expected, int from, const QVariant& measured, bool met)
@@ -345,4 +348,31 @@ TEST(SvgPlot, UnjudgedBlockMarksItsOwnPeakAndEscapes)
                                              "font-weight=\"bold\">[123]</text>")),
               3);
 }
+}
+
+TEST(SvgPlot, FixedNumbersAreQtsOwnToTheLastDigit)
+{
+    // Exact quarters are the ties printf and Qt round differently; the rest
+    // spread over the magnitudes a plot and its ticks meet.
+    std::vector<double> values = {0.0, -0.0, 0.05, -0.05, 0.15, 0.25, 0.35, 0.45, 2.675, 1e14 + 0.25, 999999999999999.9,
+                                  1e15, -1e15, 1e300, std::numeric_limits<double>::infinity()};
+    for (int k = -4000; k <= 4000; ++k)
+        values.push_back(k / 4.0);
+    unsigned long long state = 12345;
+    for (int i = 0; i < 20000; ++i)
+    {
+        state = state * 6364136223846793005ULL + 1442695040888963407ULL;
+        const double unit = static_cast<double>(state >> 11) / 9007199254740992.0;
+        values.push_back((unit - 0.25) * std::pow(10.0, i % 9 - 2));
+    }
+    std::string mismatches;
+    for (const double value : values)
+    {
+        QByteArray fast;
+        CSvgPlot::AppendFixed(value, fast);
+        const QString qt = QString::number(value, 'f', 1);
+        if (QString::fromLatin1(fast) != qt)
+            mismatches += QString("%1: %2 against %3\n").arg(value, 0, 'g', 17).arg(QString(fast), qt).toStdString();
+    }
+    EXPECT_EQ(mismatches, "");
 }
