@@ -164,7 +164,8 @@ bool CLimitsCommand::Parse(const QStringList& arguments, Options_T& options, QSt
         return true;
     if (options.planFile.isEmpty() || options.out.isEmpty())
     {
-        error = CAnalyticsCommands::Mistake(options.planFile.isEmpty() ? "no plan file given" : "no --out NEW_PLAN given");
+        error =
+            CAnalyticsCommands::Mistake(options.planFile.isEmpty() ? "no plan file given" : "no --out NEW_PLAN given");
         return false;
     }
     if (options.filter.plan.isEmpty())
@@ -280,8 +281,8 @@ bool CLimitsCommand::ProposeAll(CResultsDb& db, const Options_T& options, const 
     return true;
 }
 
-QString CLimitsCommand::Table(const Options_T& options, const std::vector<LimitProposal_T>& proposals,
-                              long long units, long long passed, long long lost)
+QString CLimitsCommand::Table(const Options_T& options, const std::vector<LimitProposal_T>& proposals, long long units,
+                              long long passed, long long lost)
 {
     std::vector<QStringList> rows{{"step", "key", "old", "new", "n", "median", "mad", "fpy old", "fpy new"}};
     for (const LimitProposal_T& p : proposals)

@@ -74,9 +74,9 @@ double Share(int part, int whole)
 std::vector<std::pair<QString, double>> FirstPassValues(const QString& db, const QString& key)
 {
     std::vector<std::pair<QString, double>> values;
-    for (const QString& row : TestDb::RowList(db, "SELECT run_id, value FROM measurement_values WHERE attempt = 1 AND "
-                                                  "result = 'passed' AND step = 'high-band' AND from_index = 32 AND "
-                                                  "expectation = '" + key + "'"))
+    const QString sql = "SELECT run_id, value FROM measurement_values WHERE attempt = 1 AND result = 'passed' AND "
+                        "step = 'high-band' AND from_index = 32 AND expectation = '%1'";
+    for (const QString& row : TestDb::RowList(db, sql.arg(key)))
         values.emplace_back(row.section('|', 0, 0), row.section('|', 1).toDouble());
     return values;
 }
@@ -129,10 +129,17 @@ void ExpectLimitsFromTheLot(const QTemporaryDir& dir, const QString& db, const Q
                 ++lost;
                 lostRuns.insert(run.first);
             }
-        expected.append(QJsonObject{{"step", "high-band"},      {"key", m.key},            {"from", 32},
-                                    {"old_lsl", m.oldLsl},      {"old_usl", m.oldUsl},     {"new_lsl", lsl},
-                                    {"new_usl", usl},           {"golden_outside", false}, {"n", passes},
-                                    {"median", Figure(median)}, {"mad", Figure(Median(deviations))},
+        expected.append(QJsonObject{{"step", "high-band"},
+                                    {"key", m.key},
+                                    {"from", 32},
+                                    {"old_lsl", m.oldLsl},
+                                    {"old_usl", m.oldUsl},
+                                    {"new_lsl", lsl},
+                                    {"new_usl", usl},
+                                    {"golden_outside", false},
+                                    {"n", passes},
+                                    {"median", Figure(median)},
+                                    {"mad", Figure(Median(deviations))},
                                     {"new_fpy", Share(passes - lost, c_Units)}});
     }
     EXPECT_EQ(QJsonDocument(limits).toJson().toStdString(),

@@ -38,9 +38,18 @@ QJsonObject Measurement(const char* step, const char* key, int from, QJsonValue 
                         QJsonValue newLsl, QJsonValue newUsl, int n, QJsonValue median, QJsonValue mad,
                         QJsonValue newFpy)
 {
-    return QJsonObject{{"step", step},       {"key", key},         {"from", from},     {"old_lsl", oldLsl},
-                       {"old_usl", oldUsl},  {"new_lsl", newLsl},  {"new_usl", newUsl}, {"golden_outside", false},
-                       {"n", n},             {"median", median},   {"mad", mad},       {"new_fpy", newFpy}};
+    return QJsonObject{{"step", step},
+                       {"key", key},
+                       {"from", from},
+                       {"old_lsl", oldLsl},
+                       {"old_usl", oldUsl},
+                       {"new_lsl", newLsl},
+                       {"new_usl", newUsl},
+                       {"golden_outside", false},
+                       {"n", n},
+                       {"median", median},
+                       {"mad", mad},
+                       {"new_fpy", newFpy}};
 }
 
 std::string Pretty(const QJsonObject& object)
@@ -279,44 +288,43 @@ TEST_P(LimitsDb, ProposesFromFirstPassesAndTellsTheYieldTheyWouldHaveGiven)
     // peak 207 +- 2 x 1.4826 x 1 leaves U5's 213 out; noise 5 +- 2 x 1.4826 x 0.5
     // its 9.0; ringdown 15 and reading 500 have a MAD of 0, taken as one step.
     const std::string table = Limits({"--k", "2"});
-    EXPECT_EQ(table,
-              "0\n"
-              "step  key            old       new               n  median  mad  fpy old  fpy new\n"
-              "ping  peak from 32   200..215  204..210          5  207     1    83.3%    66.7%\n"
-              "ping  noise from 32  ..12      3.517..6.483      5  5       0.5  83.3%    66.7%\n"
-              "ping  ringdown       ..20      12..18            5  15      0    83.3%    83.3%\n"
-              "temp  reading        362..617  499.997..500.003  5  500     0    83.3%    83.3%\n"
-              "6 unit(s) of plan p.txt on a first attempt: FPY 83.3%, with all the new limits "
-              "66.7%\n"
-              "new plan written to DIR/new.txt\n"
-              "--\n"
-              "# Echo and board of a hand-made lot.\n"
-              "step ping xkping t.txt 0 1\n"
-              "expect peak 204..210 from 32\n"
-              "expect noise 3.517..6.483 from 32 to 112\n"
-              "\n"
-              "# The bang rings down fast.\n"
-              "expect ringdown 12..18 below 50\n"
-              "step temp lcdtemperature\n"
-              "expect reading 499.997..500.003\n");
+    EXPECT_EQ(table, "0\n"
+                     "step  key            old       new               n  median  mad  fpy old  fpy new\n"
+                     "ping  peak from 32   200..215  204..210          5  207     1    83.3%    66.7%\n"
+                     "ping  noise from 32  ..12      3.517..6.483      5  5       0.5  83.3%    66.7%\n"
+                     "ping  ringdown       ..20      12..18            5  15      0    83.3%    83.3%\n"
+                     "temp  reading        362..617  499.997..500.003  5  500     0    83.3%    83.3%\n"
+                     "6 unit(s) of plan p.txt on a first attempt: FPY 83.3%, with all the new limits "
+                     "66.7%\n"
+                     "new plan written to DIR/new.txt\n"
+                     "--\n"
+                     "# Echo and board of a hand-made lot.\n"
+                     "step ping xkping t.txt 0 1\n"
+                     "expect peak 204..210 from 32\n"
+                     "expect noise 3.517..6.483 from 32 to 112\n"
+                     "\n"
+                     "# The bang rings down fast.\n"
+                     "expect ringdown 12..18 below 50\n"
+                     "step temp lcdtemperature\n"
+                     "expect reading 499.997..500.003\n");
     // The same as JSON: shares as fractions, an open side null, the same plan written.
     std::string rest;
     const QJsonObject json = Json({"--k", "2"}, rest);
-    EXPECT_EQ(Pretty(json),
-              Pretty(QJsonObject{
-                  {"plan", "p.txt"},
-                  {"new_plan", "DIR/new.txt"},
-                  {"k", 2},
-                  {"units", 6},
-                  {"first_attempt_passes", 5},
-                  {"fpy", Share(5, 6)},
-                  {"new_fpy", Share(4, 6)},
-                  {"measurements",
-                   QJsonArray{Measurement("ping", "peak", 32, 200, 215, 204, 210, 5, 207, 1, Share(4, 6)),
-                              Measurement("ping", "noise", 32, QJsonValue(), 12, 3.517, 6.483, 5, 5, 0.5, Share(4, 6)),
-                              Measurement("ping", "ringdown", 0, QJsonValue(), 20, 12, 18, 5, 15, 0, Share(5, 6)),
-                              Measurement("temp", "reading", 0, 362, 617, 499.997, 500.003, 5, 500, 0,
-                                          Share(5, 6))}}}));
+    EXPECT_EQ(
+        Pretty(json),
+        Pretty(QJsonObject{
+            {"plan", "p.txt"},
+            {"new_plan", "DIR/new.txt"},
+            {"k", 2},
+            {"units", 6},
+            {"first_attempt_passes", 5},
+            {"fpy", Share(5, 6)},
+            {"new_fpy", Share(4, 6)},
+            {"measurements",
+             QJsonArray{Measurement("ping", "peak", 32, 200, 215, 204, 210, 5, 207, 1, Share(4, 6)),
+                        Measurement("ping", "noise", 32, QJsonValue(), 12, 3.517, 6.483, 5, 5, 0.5, Share(4, 6)),
+                        Measurement("ping", "ringdown", 0, QJsonValue(), 20, 12, 18, 5, 15, 0, Share(5, 6)),
+                        Measurement("temp", "reading", 0, 362, 617, 499.997, 500.003, 5, 500, 0, Share(5, 6))}}}));
     EXPECT_EQ(rest, "0\n" + table.substr(table.find("--\n")));
 }
 
@@ -352,20 +360,20 @@ TEST_P(LimitsDb, GoldenUnitsVirtualUnitsAndAnEmptyWindow)
     std::string rest;
     const QJsonValue null;
     const QJsonObject empty = Json({"--since", "2026-03-02"}, rest);
-    EXPECT_EQ(Pretty(empty),
-              Pretty(QJsonObject{
-                  {"plan", "p.txt"},
-                  {"new_plan", "DIR/new.txt"},
-                  {"k", 6},
-                  {"units", 0},
-                  {"first_attempt_passes", 0},
-                  {"fpy", null},
-                  {"new_fpy", null},
-                  {"measurements", QJsonArray{Measurement("ping", "peak", 32, 200, 215, 200, 215, 0, null, null, null),
-                                              Measurement("ping", "noise", 32, null, 12, null, 12, 0, null, null, null),
-                                              Measurement("ping", "ringdown", 0, null, 20, null, 20, 0, null, null, null),
-                                              Measurement("temp", "reading", 0, 362, 617, 362, 617, 0, null, null,
-                                                          null)}}}));
+    EXPECT_EQ(
+        Pretty(empty),
+        Pretty(QJsonObject{
+            {"plan", "p.txt"},
+            {"new_plan", "DIR/new.txt"},
+            {"k", 6},
+            {"units", 0},
+            {"first_attempt_passes", 0},
+            {"fpy", null},
+            {"new_fpy", null},
+            {"measurements", QJsonArray{Measurement("ping", "peak", 32, 200, 215, 200, 215, 0, null, null, null),
+                                        Measurement("ping", "noise", 32, null, 12, null, 12, 0, null, null, null),
+                                        Measurement("ping", "ringdown", 0, null, 20, null, 20, 0, null, null, null),
+                                        Measurement("temp", "reading", 0, 362, 617, 362, 617, 0, null, null, null)}}}));
     EXPECT_EQ(rest, std::string("0\n--\n") + c_Plan);
 }
 
