@@ -67,35 +67,90 @@ bool CAnalyticsCommands::ParseTime(const QString& text, QDateTime& time)
     return time.isValid();
 }
 
-bool CAnalyticsCommands::Parse(const QString& command, const QStringList& arguments, Options_T& options, QString& error)
+QString CAnalyticsCommands::Mistake(const QString& message)
 {
-    options = Options_T();
-    const bool control = command == "control";
+    return message + c_SeeUsage;
+}
+
+QString CAnalyticsCommands::NotA(const QString& word, const QString& value, const QString& what)
+{
+    return Mistake(QString("%1 '%2' is not %3").arg(word, value, what));
+}
+
+bool CAnalyticsCommands::TakeValue(const QStringList& arguments, int& i, QString& value, QString& error)
+{
+    if (i + 1 >= arguments.size())
+    {
+        error = Mistake(arguments[i] + " needs a value");
+        return false;
+    }
+    value = arguments[++i];
+    return true;
+}
+
+bool CAnalyticsCommands::ParseOptions(const QStringList& arguments, CommonOptions_T& options, const OwnWord& own,
+                                      QString& error)
+{
     for (int i = 0; i < arguments.size(); ++i)
     {
         const QString& word = arguments[i];
+        QString value;
         if (word == "--help" || word == "-h")
         {
             options.help = true;
             return true;
         }
-        const bool takesValue = word == "--db" || word == "--plan" || word == "--since" || word == "--until" ||
-                                (command == "yield" && word == "--by") || (command == "dashboard" && word == "--out") ||
-                                (control && (word == "--from" || word == "--first-point" || word == "--baseline"));
-        if (takesValue && i + 1 >= arguments.size())
+        if (word == "--db" || word == "--plan" || word == "--since" || word == "--until")
         {
-            error = word + " needs a value" + c_SeeUsage;
+            if (!TakeValue(arguments, i, value, error))
+                return false;
+            if (word == "--db")
+                options.db = value;
+            else if (word == "--plan")
+                options.filter.plan = value;
+            else if (!ParseTime(value, word == "--since" ? options.filter.since : options.filter.until))
+            {
+                error = NotA(word, value, "an ISO 8601 date or time");
+                return false;
+            }
+        }
+        else if (word == "--virtual")
+            options.filter.withVirtual = true;
+        else if (word == "--json")
+            options.json = true;
+        else if (!own(arguments, i, error))
+        {
+            if (error.isEmpty())
+                error = Mistake(QString("unexpected '%1'").arg(word));
             return false;
         }
-        const QString value = takesValue ? arguments[++i] : QString();
+    }
+    return true;
+}
+
+bool CAnalyticsCommands::Parse(const QString& command, const QStringList& arguments, Options_T& options, QString& error)
+{
+    options = Options_T();
+    const bool control = command == "control";
+    const auto own = [&](const QStringList& words, int& i, QString& message) {
+        const QString word = words[i];
+        if (command == "capability" && word == "--passed-only")
+        {
+            options.passedOnly = true;
+            return true;
+        }
+        if (control && !word.startsWith("-") && options.subject.size() < 2)
+        {
+            options.subject << word;
+            return true;
+        }
+        const bool takesValue = (command == "yield" && word == "--by") || (command == "dashboard" && word == "--out") ||
+                                (control && (word == "--from" || word == "--first-point" || word == "--baseline"));
+        QString value;
+        if (!takesValue || !TakeValue(words, i, value, message))
+            return false;
         bool ok = true;
-        if (word == "--db")
-            options.db = value;
-        else if (word == "--plan")
-            options.filter.plan = value;
-        else if (word == "--since" || word == "--until")
-            ok = ParseTime(value, word == "--since" ? options.filter.since : options.filter.until);
-        else if (word == "--out")
+        if (word == "--out")
             options.out = value;
         else if (word == "--by")
         {
@@ -106,42 +161,28 @@ bool CAnalyticsCommands::Parse(const QString& command, const QStringList& argume
             ok = Count(value, 0, options.from);
         else if (word == "--first-point")
             ok = Count(value, 1, options.firstPoint);
-        else if (word == "--baseline")
-            ok = Count(value, 2, options.baseline);
-        else if (word == "--virtual")
-            options.filter.withVirtual = true;
-        else if (word == "--json")
-            options.json = true;
-        else if (command == "capability" && word == "--passed-only")
-            options.passedOnly = true;
-        else if (control && !word.startsWith("-") && options.subject.size() < 2)
-            options.subject << word;
         else
-        {
-            error = QString("unexpected '%1'%2").arg(word, c_SeeUsage);
-            return false;
-        }
+            ok = Count(value, 2, options.baseline);
         if (!ok)
-        {
-            error = QString("%1 '%2' is not %3%4")
-                        .arg(word, value,
-                             word == "--by"                           ? "day, station or product"
-                             : word == "--since" || word == "--until" ? "an ISO 8601 date or time"
-                             : word == "--baseline"                   ? "a count of 2 or more"
-                             : word == "--first-point"                ? "a point number from 1"
-                                                                      : "a sample index from 0",
-                             c_SeeUsage);
-            return false;
-        }
-    }
+            message = NotA(word, value,
+                           word == "--by"            ? "day, station or product"
+                           : word == "--baseline"    ? "a count of 2 or more"
+                           : word == "--first-point" ? "a point number from 1"
+                                                     : "a sample index from 0");
+        return ok;
+    };
+    if (!ParseOptions(arguments, options, own, error))
+        return false;
+    if (options.help)
+        return true;
     if (command == "dashboard" && options.out.isEmpty())
     {
-        error = QString("dashboard needs --out DIR") + c_SeeUsage;
+        error = Mistake("dashboard needs --out DIR");
         return false;
     }
     if (control && options.subject.size() < 2)
     {
-        error = QString("control needs a STEP and a KEY") + c_SeeUsage;
+        error = Mistake("control needs a STEP and a KEY");
         return false;
     }
     return true;

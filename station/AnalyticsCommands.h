@@ -1,5 +1,5 @@
 // The commands that answer production questions from the results database:
-// yield, capability and control.
+// yield, capability, control and dashboard, and the options they share with limits.
 #pragma once
 
 #include "AnalyticsRecords.h"
@@ -27,13 +27,30 @@ public:
     // An ISO 8601 date (its midnight UTC) or time (UTC unless it names its offset).
     static bool ParseTime(const QString& text, QDateTime& time);
 
-private:
-    struct Options_T
+    // What every analytics command takes: --db, --plan, --since, --until, --virtual, --json.
+    struct CommonOptions_T
     {
         QString db;
         AnalyticsFilter_T filter;
         bool json = false;
         bool help = false;
+    };
+    // Reads a command's own word at ARGUMENTS[i], moving i past any values it takes.
+    // False to refuse: with MESSAGE set, or empty when the word is not the command's.
+    using OwnWord = std::function<bool(const QStringList& arguments, int& i, QString& message)>;
+    // Reads the common options and hands every other word to OWN; stops at --help.
+    static bool ParseOptions(const QStringList& arguments, CommonOptions_T& options, const OwnWord& own,
+                             QString& error);
+    // The value after ARGUMENTS[i], i moved onto it; false with a message at the end.
+    static bool TakeValue(const QStringList& arguments, int& i, QString& value, QString& error);
+    // A refusal as every command words it: MESSAGE and where the usage is.
+    static QString Mistake(const QString& message);
+    // "--k '0' is not a number above 0", as a refusal.
+    static QString NotA(const QString& word, const QString& value, const QString& what);
+
+private:
+    struct Options_T : CommonOptions_T
+    {
         QString by;               // yield
         bool passedOnly = false;  // capability
         QStringList subject;      // control: STEP KEY

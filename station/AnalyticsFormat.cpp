@@ -10,12 +10,6 @@
 
 namespace
 {
-QJsonValue Figure(const std::optional<double>& value)
-{
-    // Sums in another order may differ in the last bits between engines.
-    return value ? QJsonValue(QString::number(*value, 'g', 10).toDouble()) : QJsonValue();
-}
-
 QString Text(const std::optional<double>& value)
 {
     return value ? QString::number(*value, 'g', 6) : QString("-");
@@ -26,8 +20,43 @@ QString Share(const std::optional<double>& value)
     return value ? QString::number(*value * 100, 'f', 1) + "%" : QString("-");
 }
 
-// Columns as wide as their widest cell, two spaces apart, the last one not padded.
-QString Columns(const std::vector<QStringList>& rows)
+QString Printable(const QString& text)
+{
+    return CHistoryFormat::Printable(text);
+}
+
+QJsonObject YieldObject(const YieldRow_T& row)
+{
+    return QJsonObject{{"units", row.units},
+                       {"runs", row.runs},
+                       {"passed_runs", row.passedRuns},
+                       {"fpy", CAnalyticsFormat::Figure(row.fpy)},
+                       {"spy", CAnalyticsFormat::Figure(row.spy)},
+                       {"tpy", CAnalyticsFormat::Figure(row.tpy)},
+                       {"lpy", CAnalyticsFormat::Figure(row.lpy)},
+                       {"run_yield", CAnalyticsFormat::Figure(row.runYield)}};
+}
+
+QStringList YieldCells(const QString& group, const YieldRow_T& row)
+{
+    return {group,
+            QString::number(row.units),
+            QString::number(row.runs),
+            Share(row.fpy),
+            Share(row.spy),
+            Share(row.tpy),
+            Share(row.lpy),
+            Share(row.runYield)};
+}
+}
+
+QJsonValue CAnalyticsFormat::Figure(const std::optional<double>& value)
+{
+    // Sums in another order may differ in the last bits between engines.
+    return value ? QJsonValue(QString::number(*value, 'g', 10).toDouble()) : QJsonValue();
+}
+
+QString CAnalyticsFormat::Columns(const std::vector<QStringList>& rows)
 {
     std::vector<int> widths;
     for (const QStringList& row : rows)
@@ -46,36 +75,6 @@ QString Columns(const std::vector<QStringList>& rows)
         text += line + "\n";
     }
     return text;
-}
-
-QString Printable(const QString& text)
-{
-    return CHistoryFormat::Printable(text);
-}
-
-QJsonObject YieldObject(const YieldRow_T& row)
-{
-    return QJsonObject{{"units", row.units},
-                       {"runs", row.runs},
-                       {"passed_runs", row.passedRuns},
-                       {"fpy", Figure(row.fpy)},
-                       {"spy", Figure(row.spy)},
-                       {"tpy", Figure(row.tpy)},
-                       {"lpy", Figure(row.lpy)},
-                       {"run_yield", Figure(row.runYield)}};
-}
-
-QStringList YieldCells(const QString& group, const YieldRow_T& row)
-{
-    return {group,
-            QString::number(row.units),
-            QString::number(row.runs),
-            Share(row.fpy),
-            Share(row.spy),
-            Share(row.tpy),
-            Share(row.lpy),
-            Share(row.runYield)};
-}
 }
 
 QString CAnalyticsFormat::Label(const QString& key, int from)

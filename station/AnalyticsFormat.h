@@ -6,8 +6,11 @@
 #include "AnalyticsRecords.h"
 
 #include <QByteArray>
+#include <QJsonValue>
 #include <QString>
+#include <QStringList>
 
+#include <optional>
 #include <vector>
 
 class CAnalyticsFormat
@@ -22,4 +25,8 @@ public:
 
     // "peak from 32", or the key alone from the first sample.
     static QString Label(const QString& key, int from);
+    // A figure in JSON: ten significant digits, null when undefined.
+    static QJsonValue Figure(const std::optional<double>& value);
+    // Columns as wide as their widest cell, two spaces apart, the last one not padded.
+    static QString Columns(const std::vector<QStringList>& rows);
 };

@@ -18,17 +18,6 @@ QString Time(const QDateTime& time)
 {
     return time.isValid() ? time.toUTC().toString("yyyy-MM-dd HH:mm:ss") : QString("-");
 }
-
-ExpectationResult_T Expectation(const MeasurementRecord_T& m)
-{
-    ExpectationResult_T expectation;
-    expectation.key = m.key;
-    expectation.from = m.from;
-    expectation.expected = m.expected;
-    expectation.measured = m.value;
-    expectation.met = m.met;
-    return expectation;
-}
 }
 
 QString CDashboardUnitPage::PageName(const QByteArray& serial)
@@ -90,7 +79,7 @@ QString CDashboardUnitPage::RunSection(const DashboardRun_T& run, size_t number)
         std::vector<ExpectationResult_T> expectations;
         for (const MeasurementRecord_T& m : step.step.measurements)
         {
-            expectations.push_back(Expectation(m));
+            expectations.push_back(m.Result());
             const ExpectationResult_T& e = expectations.back();
             body += head + "<td>" + E(e.Label()) + "</td><td>" + E(e.expected) + "</td><td>" +
                     E(CHtmlReport::Measured(e)) +

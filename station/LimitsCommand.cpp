@@ -2,6 +2,8 @@
 
 #include "Analytics.h"
 #include "AnalyticsCommands.h"
+#include "AnalyticsFormat.h"
+#include "HistoryFormat.h"
 #include "Plan.h"
 #include "PlanText.h"
 #include "ResultCommands.h"
@@ -11,6 +13,9 @@
 
 #include <QFile>
 #include <QFileInfo>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QRegularExpression>
 #include <QSqlQuery>
 
@@ -19,14 +24,20 @@
 
 namespace
 {
-const char* const c_SeeUsage = " (sonarstation help prints the usage)";
 // The MAD of a normal distribution times this is its standard deviation.
 const double c_MadToSigma = 1.4826;
 
+std::optional<double> Fraction(long long part, long long whole)
+{
+    if (whole <= 0)
+        return std::nullopt;
+    return static_cast<double>(part) / static_cast<double>(whole);
+}
+
 QString Share(long long part, long long whole)
 {
-    return whole > 0 ? QString::number(100.0 * static_cast<double>(part) / static_cast<double>(whole), 'f', 1) + "%"
-                     : QString("-");
+    const std::optional<double> share = Fraction(part, whole);
+    return share ? QString::number(100 * *share, 'f', 1) + "%" : QString("-");
 }
 
 QString Optional(const std::optional<double>& value)
@@ -38,14 +49,15 @@ QString Optional(const std::optional<double>& value)
 const char* CLimitsCommand::Usage()
 {
     return "usage: sonarstation limits PLAN_FILE --out NEW_PLAN [--golden SERIAL...] [--k K]\n"
-           "                           [--db DB] [--plan NAME] [--since TIME] [--until TIME] [--virtual]\n"
+           "                           [--db DB] [--plan NAME] [--since TIME] [--until TIME] [--virtual] [--json]\n"
            "limits proposes new limits for every numeric expectation of PLAN_FILE from the\n"
            "values the golden units measured (by default the units that passed their first\n"
            "attempt; --golden names them): median +- K x 1.4826 x MAD (K 6 by default),\n"
            "never wider than the plan's own limits. It writes the plan to NEW_PLAN with only\n"
            "the ranges changed, and prints for each expectation the old and new limits and\n"
            "the first-pass yield the new limits would have given on the stored history.\n"
-           "NAME is the plan's name in the database (default: PLAN_FILE's file name).\n";
+           "NAME is the plan's name in the database (default: PLAN_FILE's file name).\n"
+           "--json prints the same as one JSON object (docs/analytics.md).\n";
 }
 
 void CLimitsCommand::MedianMad(std::vector<double>& values, std::optional<double>& median, std::optional<double>& mad)
@@ -117,71 +129,47 @@ bool CLimitsCommand::Parse(const QStringList& arguments, Options_T& options, QSt
 {
     static const QRegularExpression factor("^[0-9]{1,6}(\\.[0-9]{1,6})?$");
     options = Options_T();
-    for (int i = 0; i < arguments.size(); ++i)
-    {
-        const QString& word = arguments[i];
-        if (word == "--help" || word == "-h")
-        {
-            options.help = true;
-            return true;
-        }
+    const auto own = [&](const QStringList& words, int& i, QString& message) {
+        const QString word = words[i];
         if (word == "--golden")
         {
             const int first = i + 1;
-            while (i + 1 < arguments.size() && !arguments[i + 1].startsWith("--"))
-                options.golden << arguments[++i];
+            while (i + 1 < words.size() && !words[i + 1].startsWith("--"))
+                options.golden << words[++i];
             if (i < first)
-            {
-                error = QString("--golden needs at least one serial number") + c_SeeUsage;
+                message = CAnalyticsCommands::Mistake("--golden needs at least one serial number");
+            return i >= first;
+        }
+        if (word == "--k" || word == "--out")
+        {
+            QString value;
+            if (!CAnalyticsCommands::TakeValue(words, i, value, message))
                 return false;
-            }
-            continue;
+            if (word == "--out")
+                options.out = value;
+            else if (factor.match(value).hasMatch() && value.toDouble() > 0)
+                options.k = value.toDouble();
+            else
+                message = CAnalyticsCommands::NotA(word, value, "a number above 0");
+            return message.isEmpty();
         }
-        const bool takesValue = word == "--db" || word == "--plan" || word == "--since" || word == "--until" ||
-                                word == "--k" || word == "--out";
-        if (takesValue && i + 1 >= arguments.size())
-        {
-            error = word + " needs a value" + c_SeeUsage;
+        if (word.startsWith("-") || !options.planFile.isEmpty())
             return false;
-        }
-        const QString value = takesValue ? arguments[++i] : QString();
-        bool ok = true;
-        if (word == "--db")
-            options.db = value;
-        else if (word == "--plan")
-            options.filter.plan = value;
-        else if (word == "--out")
-            options.out = value;
-        else if (word == "--since" || word == "--until")
-            ok = CAnalyticsCommands::ParseTime(value, word == "--since" ? options.filter.since : options.filter.until);
-        else if (word == "--k")
-        {
-            options.k = value.toDouble();
-            ok = factor.match(value).hasMatch() && options.k > 0;
-        }
-        else if (word == "--virtual")
-            options.filter.withVirtual = true;
-        else if (!word.startsWith("-") && options.plan.isEmpty())
-            options.plan = word;
-        else
-        {
-            error = QString("unexpected '%1'%2").arg(word, c_SeeUsage);
-            return false;
-        }
-        if (!ok)
-        {
-            error = QString("%1 '%2' is not %3%4")
-                        .arg(word, value, word == "--k" ? "a number above 0" : "an ISO 8601 date or time", c_SeeUsage);
-            return false;
-        }
-    }
-    if (options.plan.isEmpty() || options.out.isEmpty())
+        options.planFile = word;
+        return true;
+    };
+    if (!CAnalyticsCommands::ParseOptions(arguments, options, own, error))
+        return false;
+    if (options.help)
+        return true;
+    if (options.planFile.isEmpty() || options.out.isEmpty())
     {
-        error = QString(options.plan.isEmpty() ? "no plan file given" : "no --out NEW_PLAN given") + c_SeeUsage;
+        error =
+            CAnalyticsCommands::Mistake(options.planFile.isEmpty() ? "no plan file given" : "no --out NEW_PLAN given");
         return false;
     }
     if (options.filter.plan.isEmpty())
-        options.filter.plan = QFileInfo(options.plan).fileName();
+        options.filter.plan = QFileInfo(options.planFile).fileName();
     return true;
 }
 
@@ -264,64 +252,9 @@ bool CLimitsCommand::FirstAttempts(CResultsDb& db, const AnalyticsFilter_T& filt
     return true;
 }
 
-QString CLimitsCommand::Table(const std::vector<LimitProposal_T>& proposals, long long units, long long passed) const
+bool CLimitsCommand::ProposeAll(CResultsDb& db, const Options_T& options, const CPlan& plan, CPlanText& text,
+                                std::vector<LimitProposal_T>& proposals, QString& error)
 {
-    std::vector<QStringList> rows{{"step", "key", "old", "new", "n", "median", "mad", "fpy old", "fpy new"}};
-    for (const LimitProposal_T& p : proposals)
-        rows.push_back({p.step, p.from > 0 ? QString("%1 from %2").arg(p.key).arg(p.from) : p.key,
-                        Range(p.oldMin, p.oldMax, p.decimal),
-                        p.outside ? QString("kept: golden values outside") : Range(p.newMin, p.newMax, p.decimal),
-                        QString::number(p.n), Optional(p.median), Optional(p.mad), Share(passed, units),
-                        Share(passed - p.lost, units)});
-    std::vector<int> widths(rows[0].size(), 0);
-    for (const QStringList& row : rows)
-        for (int c = 0; c < row.size(); ++c)
-            widths[static_cast<size_t>(c)] = std::max(widths[static_cast<size_t>(c)], static_cast<int>(row[c].size()));
-    QString text;
-    for (const QStringList& row : rows)
-    {
-        QString line;
-        for (int c = 0; c < row.size(); ++c)
-            line += c + 1 < row.size() ? row[c].leftJustified(widths[static_cast<size_t>(c)] + 2) : row[c];
-        text += line + "\n";
-    }
-    return text;
-}
-
-int CLimitsCommand::Refuse(const QString& message) const
-{
-    fprintf(m_Messages, "sonarstation: %s\n", message.toLocal8Bit().constData());
-    return 2;
-}
-
-int CLimitsCommand::Fail(const QString& message) const
-{
-    fprintf(m_Messages, "sonarstation: %s\n", message.toLocal8Bit().constData());
-    return 1;
-}
-
-int CLimitsCommand::Run(const QStringList& arguments) const
-{
-    Options_T options;
-    QString error;
-    if (!Parse(arguments, options, error))
-        return Refuse(error);
-    if (options.help)
-        return fputs(Usage(), m_Out) >= 0 && fflush(m_Out) == 0 ? 0 : 1;
-    if (QFileInfo(options.out).absoluteFilePath() == QFileInfo(options.plan).absoluteFilePath())
-        return Refuse("--out would overwrite the plan it reads: name another file");
-    QFile file(options.plan);
-    if (!file.open(QIODevice::ReadOnly))
-        return Refuse(QString("%1: cannot read the plan: %2").arg(options.plan, file.errorString()));
-    const QByteArray text = file.readAll();
-    CPlan plan;
-    if (!plan.Parse(text, options.plan, error))
-        return Refuse(error);
-    CResultsDb db;
-    if (!CResultCommands::Open(options.db, db, error))
-        return Refuse(error);
-    CPlanText planText(text);
-    std::vector<LimitProposal_T> proposals;
     for (const PlanStep_T& step : plan.Steps())
         for (const CExpectation& expectation : step.expectations)
         {
@@ -336,32 +269,113 @@ int CLimitsCommand::Run(const QStringList& arguments) const
             // One measurement's values at a time: never the whole history at once.
             std::vector<double> values;
             if (!Golden(db, options, p, values, error))
-                return Fail(error);
+                return false;
             p.decimal = expectation.Decimal();
             Propose(values, options.k, p.decimal, p);
             if (!Lost(db, options.filter, {p}, p.lost, error))
-                return Fail(error);
+                return false;
             if (p.newMin != p.oldMin || p.newMax != p.oldMax)
-                planText.SetRange(p.step, p.key, p.from, Range(p.newMin, p.newMax, p.decimal));
+                text.SetRange(p.step, p.key, p.from, Range(p.newMin, p.newMax, p.decimal));
             proposals.push_back(p);
         }
+    return true;
+}
+
+QString CLimitsCommand::Table(const Options_T& options, const std::vector<LimitProposal_T>& proposals, long long units,
+                              long long passed, long long lost)
+{
+    std::vector<QStringList> rows{{"step", "key", "old", "new", "n", "median", "mad", "fpy old", "fpy new"}};
+    for (const LimitProposal_T& p : proposals)
+        rows.push_back({CHistoryFormat::Printable(p.step),
+                        CHistoryFormat::Printable(CAnalyticsFormat::Label(p.key, p.from)),
+                        Range(p.oldMin, p.oldMax, p.decimal),
+                        p.outside ? QString("kept: golden values outside") : Range(p.newMin, p.newMax, p.decimal),
+                        QString::number(p.n), Optional(p.median), Optional(p.mad), Share(passed, units),
+                        Share(passed - p.lost, units)});
+    return CAnalyticsFormat::Columns(rows) +
+           QString("%1 unit(s) of plan %2 on a first attempt: FPY %3, with all the new limits %4\n")
+               .arg(units)
+               .arg(CHistoryFormat::Printable(options.filter.plan), Share(passed, units), Share(passed - lost, units)) +
+           QString("new plan written to %1\n").arg(CHistoryFormat::Printable(options.out));
+}
+
+QByteArray CLimitsCommand::Json(const Options_T& options, const std::vector<LimitProposal_T>& proposals,
+                                long long units, long long passed, long long lost)
+{
+    QJsonArray measurements;
+    for (const LimitProposal_T& p : proposals)
+        measurements.append(QJsonObject{{"step", p.step},
+                                        {"key", p.key},
+                                        {"from", p.from},
+                                        {"old_lsl", CAnalyticsFormat::Figure(p.oldMin)},
+                                        {"old_usl", CAnalyticsFormat::Figure(p.oldMax)},
+                                        {"new_lsl", CAnalyticsFormat::Figure(p.newMin)},
+                                        {"new_usl", CAnalyticsFormat::Figure(p.newMax)},
+                                        {"golden_outside", p.outside},
+                                        {"n", p.n},
+                                        {"median", CAnalyticsFormat::Figure(p.median)},
+                                        {"mad", CAnalyticsFormat::Figure(p.mad)},
+                                        {"new_fpy", CAnalyticsFormat::Figure(Fraction(passed - p.lost, units))}});
+    const QJsonObject root{{"plan", options.filter.plan},
+                           {"new_plan", options.out},
+                           {"k", options.k},
+                           {"units", units},
+                           {"first_attempt_passes", passed},
+                           {"fpy", CAnalyticsFormat::Figure(Fraction(passed, units))},
+                           {"new_fpy", CAnalyticsFormat::Figure(Fraction(passed - lost, units))},
+                           {"measurements", measurements}};
+    return QJsonDocument(root).toJson();
+}
+
+int CLimitsCommand::Refuse(const QString& message) const
+{
+    fprintf(m_Messages, "sonarstation: %s\n", CHistoryFormat::Printable(message).toLocal8Bit().constData());
+    fflush(m_Messages);
+    return 2;
+}
+
+int CLimitsCommand::Fail(const QString& message) const
+{
+    Refuse(message);
+    return 1;
+}
+
+int CLimitsCommand::Run(const QStringList& arguments) const
+{
+    Options_T options;
+    QString error;
+    if (!Parse(arguments, options, error))
+        return Refuse(error);
+    if (options.help)
+        return fputs(Usage(), m_Out) >= 0 && fflush(m_Out) == 0 ? 0 : 1;
+    if (QFileInfo(options.out).absoluteFilePath() == QFileInfo(options.planFile).absoluteFilePath())
+        return Refuse("--out would overwrite the plan it reads: name another file");
+    QFile file(options.planFile);
+    if (!file.open(QIODevice::ReadOnly))
+        return Refuse(QString("%1: cannot read the plan: %2").arg(options.planFile, file.errorString()));
+    const QByteArray text = file.readAll();
+    CPlan plan;
+    if (!plan.Parse(text, options.planFile, error))
+        return Refuse(error);
+    CResultsDb db;
+    if (!CResultCommands::Open(options.db, db, error))
+        return Refuse(error);
+    CPlanText planText(text);
+    std::vector<LimitProposal_T> proposals;
     long long units = 0;
     long long passed = 0;
     long long lost = 0;
-    if (!FirstAttempts(db, options.filter, units, passed, error) || !Lost(db, options.filter, proposals, lost, error))
+    if (!ProposeAll(db, options, plan, planText, proposals, error) ||
+        !FirstAttempts(db, options.filter, units, passed, error) || !Lost(db, options.filter, proposals, lost, error))
         return Fail(error);
     // What is written must read back as a plan; its sent files as from the old one's folder.
     CPlan written;
-    if (!written.Parse(planText.Text(), options.plan, error))
+    if (!written.Parse(planText.Text(), options.planFile, error))
         return Fail("the new plan does not read back: " + error);
     if (!SaveFile(options.out, planText.Text(), error))
         return Fail(error);
-    const QString table = Table(proposals, units, passed) +
-                          QString("%1 unit(s) of plan %2 on a first attempt: FPY %3, with all the new limits %4\n")
-                              .arg(units)
-                              .arg(options.filter.plan, Share(passed, units), Share(passed - lost, units)) +
-                          QString("new plan written to %1\n").arg(options.out);
-    const QByteArray bytes = table.toUtf8();
+    const QByteArray bytes = options.json ? Json(options, proposals, units, passed, lost)
+                                          : Table(options, proposals, units, passed, lost).toUtf8();
     if (fwrite(bytes.constData(), 1, static_cast<size_t>(bytes.size()), m_Out) != static_cast<size_t>(bytes.size()) ||
         fflush(m_Out) != 0)
         return Fail("standard output: cannot write");

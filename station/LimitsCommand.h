@@ -2,7 +2,7 @@
 // from the values of good units in the results database.
 #pragma once
 
-#include "AnalyticsRecords.h"
+#include "AnalyticsCommands.h"
 
 #include <QString>
 #include <QStringList>
@@ -11,7 +11,8 @@
 #include <optional>
 #include <vector>
 
-class CExpectation;
+class CPlan;
+class CPlanText;
 class CResultsDb;
 
 // One numeric expectation of the plan: its limits before and after.
@@ -52,15 +53,12 @@ public:
     static QString Range(std::optional<double> min, std::optional<double> max, bool decimal);
 
 private:
-    struct Options_T
+    struct Options_T : CAnalyticsCommands::CommonOptions_T
     {
-        QString plan;
+        QString planFile;
         QString out;
-        QString db;
-        AnalyticsFilter_T filter;
         QStringList golden;
         double k = 6;
-        bool help = false;
     };
 
     static bool Parse(const QStringList& arguments, Options_T& options, QString& error);
@@ -70,7 +68,13 @@ private:
                      long long& lost, QString& error);
     static bool FirstAttempts(CResultsDb& db, const AnalyticsFilter_T& filter, long long& units, long long& passed,
                               QString& error);
-    QString Table(const std::vector<LimitProposal_T>& proposals, long long units, long long passed) const;
+    // Proposes for every numeric expectation of PLAN and puts the changed ranges into TEXT.
+    static bool ProposeAll(CResultsDb& db, const Options_T& options, const CPlan& plan, CPlanText& text,
+                           std::vector<LimitProposal_T>& proposals, QString& error);
+    static QString Table(const Options_T& options, const std::vector<LimitProposal_T>& proposals, long long units,
+                         long long passed, long long lost);
+    static QByteArray Json(const Options_T& options, const std::vector<LimitProposal_T>& proposals, long long units,
+                           long long passed, long long lost);
     int Refuse(const QString& message) const;
     int Fail(const QString& message) const;
 

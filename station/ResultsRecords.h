@@ -2,6 +2,8 @@
 // unit's run, beside the steps themselves (StationResults.h).
 #pragma once
 
+#include "Expectation.h"
+
 #include <QByteArray>
 #include <QDateTime>
 #include <QString>
@@ -58,6 +60,17 @@ struct MeasurementRecord_T
     QVariant low;    // invalid when open
     QVariant high;
     bool met = false;
+    // As the run judged it, for the pages and reports that show a run's steps.
+    ExpectationResult_T Result() const
+    {
+        ExpectationResult_T result;
+        result.key = key;
+        result.from = from;
+        result.expected = expected;
+        result.measured = value;
+        result.met = met;
+        return result;
+    }
 };
 
 struct StepRecord_T

@@ -246,18 +246,8 @@ bool CStepRows::Load(CResultsDb& db, const QString& runId, std::vector<StepResul
         step.errors = query.value(9).toByteArray();
         step.report = parser.Parse(step.text);
         for (const auto& measurement : measurements)
-        {
-            if (measurement.first != key)
-                continue;
-            const MeasurementRecord_T& m = measurement.second;
-            ExpectationResult_T expectation;
-            expectation.key = m.key;
-            expectation.from = m.from;
-            expectation.expected = m.expected;
-            expectation.measured = m.value;
-            expectation.met = m.met;
-            step.expectations.push_back(expectation);
-        }
+            if (measurement.first == key)
+                step.expectations.push_back(measurement.second.Result());
         steps.push_back(step);
         if (keys)
             keys->push_back(key);

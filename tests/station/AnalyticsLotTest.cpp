@@ -1,6 +1,7 @@
 // The analytics on a virtual production lot, end to end: 200 QL4K units run
 // into an SQLite file, the failed ones tested again, then yield and control
-// read what the lot's defective and marginal units did.
+// read what the lot's defective and marginal units did, and limits learned
+// from the lot keep good units passing.
 #include "StationProcess.h"
 
 #include "DbTarget.h"
@@ -12,8 +13,11 @@
 #include <QSqlQuery>
 #include <QTemporaryDir>
 
+#include <algorithm>
+#include <cmath>
 #include <map>
 #include <set>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -55,10 +59,116 @@ QJsonObject Json(const StationRun_T& run)
     return QJsonDocument::fromJson(run.output).object();
 }
 
-// As the commands write a share: ten significant digits.
+// As the commands write a figure: ten significant digits.
+double Figure(double value)
+{
+    return QString::number(value, 'g', 10).toDouble();
+}
+
 double Share(int part, int whole)
 {
-    return QString::number(static_cast<double>(part) / whole, 'g', 10).toDouble();
+    return Figure(static_cast<double>(part) / whole);
+}
+
+// The run ids and values of a measurement of the lot's first passes.
+std::vector<std::pair<QString, double>> FirstPassValues(const QString& db, const QString& key)
+{
+    std::vector<std::pair<QString, double>> values;
+    const QString sql = "SELECT run_id, value FROM measurement_values WHERE attempt = 1 AND result = 'passed' AND "
+                        "step = 'high-band' AND from_index = 32 AND expectation = '%1'";
+    for (const QString& row : TestDb::RowList(db, sql.arg(key)))
+        values.emplace_back(row.section('|', 0, 0), row.section('|', 1).toDouble());
+    return values;
+}
+
+double Median(std::vector<double> values)
+{
+    std::sort(values.begin(), values.end());
+    const size_t half = values.size() / 2;
+    return values.size() % 2 ? values[half] : (values[half - 1] + values[half]) / 2;
+}
+
+// limits --json as a whole: its counts, medians, MADs and yields worked out here
+// from the stored values; the plan written with its limits; good units the lot
+// never ran pass that plan and a defective one fails it.
+void ExpectLimitsFromTheLot(const QTemporaryDir& dir, const QString& db, const QString& plan, int passes)
+{
+    const QString learned = dir.filePath("learned.txt");
+    // K 4 narrows the noise's limits on both sides; the peak's spread keeps the plan's.
+    const QJsonObject limits =
+        Json(RunStation({"limits", plan, "--virtual", "--k", "4", "--json", "--db", db, "--out", learned}));
+    const QJsonArray proposed = limits["measurements"].toArray();
+    ASSERT_EQ(proposed.size(), 2) << QJsonDocument(limits).toJson().toStdString();
+    const struct
+    {
+        const char* key;
+        QJsonValue oldLsl;
+        QJsonValue oldUsl;
+    } measurements[] = {{"peak", 199, 215}, {"noise", QJsonValue(), 8}};
+    QJsonArray expected;
+    std::set<QString> lostRuns;
+    for (int i = 0; i < 2; ++i)
+    {
+        const auto& m = measurements[i];
+        const std::vector<std::pair<QString, double>> runs = FirstPassValues(db, m.key);
+        std::vector<double> values, deviations;
+        for (const auto& run : runs)
+            values.push_back(run.second);
+        const double median = Median(values);
+        for (double value : values)
+            deviations.push_back(std::fabs(value - median));
+        // The new limits lie within the old and hold the median; the runs they lose count against their FPY.
+        const double lsl = proposed[i]["new_lsl"].toDouble(), usl = proposed[i]["new_usl"].toDouble();
+        EXPECT_TRUE((m.oldLsl.isNull() || lsl >= m.oldLsl.toDouble()) && lsl <= median && median <= usl &&
+                    usl <= m.oldUsl.toDouble())
+            << m.key << " " << lsl << ".." << usl;
+        int lost = 0;
+        for (const auto& run : runs)
+            if (run.second < lsl || run.second > usl)
+            {
+                ++lost;
+                lostRuns.insert(run.first);
+            }
+        expected.append(QJsonObject{{"step", "high-band"},
+                                    {"key", m.key},
+                                    {"from", 32},
+                                    {"old_lsl", m.oldLsl},
+                                    {"old_usl", m.oldUsl},
+                                    {"new_lsl", lsl},
+                                    {"new_usl", usl},
+                                    {"golden_outside", false},
+                                    {"n", passes},
+                                    {"median", Figure(median)},
+                                    {"mad", Figure(Median(deviations))},
+                                    {"new_fpy", Share(passes - lost, c_Units)}});
+    }
+    EXPECT_EQ(QJsonDocument(limits).toJson().toStdString(),
+              QJsonDocument(QJsonObject{{"plan", "echo.txt"},
+                                        {"new_plan", learned},
+                                        {"k", 4},
+                                        {"units", c_Units},
+                                        {"first_attempt_passes", passes},
+                                        {"fpy", Share(passes, c_Units)},
+                                        {"new_fpy", Share(passes - static_cast<int>(lostRuns.size()), c_Units)},
+                                        {"measurements", expected}})
+                  .toJson()
+                  .toStdString());
+    const auto range = [&](int i) {
+        return QString("%1..%2").arg(proposed[i]["new_lsl"].toDouble()).arg(proposed[i]["new_usl"].toDouble());
+    };
+    EXPECT_EQ(TestDb::Read(learned).toStdString(), QString(c_Plan)
+                                                       .replace("peak 199..215", "peak " + range(0))
+                                                       .replace("noise ..8", "noise " + range(1))
+                                                       .toStdString());
+
+    // Units 201 to 205 are good ones of the same lot; 208 is defective.
+    const StationRun_T good = RunStation({"run", learned, "--lot", "ql4k:5:201", "-j", "2", "--db", "none"});
+    EXPECT_EQ(good.exitCode, 0) << good.errors.toStdString();
+    const StationRun_T defective = RunStation({"run", learned, "--lot", "ql4k:1:208", "--db", "none"});
+    EXPECT_EQ(defective.exitCode, 1);
+    EXPECT_TRUE(defective.errors.contains("serial VQL4K-0208: NOT MET") &&
+                defective.errors.contains("first unmet: high-band peak from 32 expected " + range(0) + ", measured "))
+        << defective.errors.toStdString();
 }
 }
 
@@ -139,4 +249,6 @@ TEST(AnalyticsLot, TwoHundredUnitsWithRetestsShowTheirFaultsInYieldParetoAndCont
     for (const QString& serial : defective)
         twice.insert({serial, serial});
     EXPECT_EQ(beyond, twice);
+
+    ExpectLimitsFromTheLot(dir, db, plan, c_Units - first);
 }

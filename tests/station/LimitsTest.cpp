@@ -10,6 +10,9 @@
 #include "StepRows.h"
 
 #include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QSqlQuery>
 #include <QTemporaryDir>
 
@@ -22,6 +25,36 @@ namespace
 std::string Text(const std::optional<double>& value)
 {
     return value ? QString::number(*value).toStdString() : "-";
+}
+
+// As the commands write a share: ten significant digits.
+double Share(int part, int whole)
+{
+    return QString::number(static_cast<double>(part) / whole, 'g', 10).toDouble();
+}
+
+// One measurement of limits --json; a null limit or figure is left undefined.
+QJsonObject Measurement(const char* step, const char* key, int from, QJsonValue oldLsl, QJsonValue oldUsl,
+                        QJsonValue newLsl, QJsonValue newUsl, int n, QJsonValue median, QJsonValue mad,
+                        QJsonValue newFpy)
+{
+    return QJsonObject{{"step", step},
+                       {"key", key},
+                       {"from", from},
+                       {"old_lsl", oldLsl},
+                       {"old_usl", oldUsl},
+                       {"new_lsl", newLsl},
+                       {"new_usl", newUsl},
+                       {"golden_outside", false},
+                       {"n", n},
+                       {"median", median},
+                       {"mad", mad},
+                       {"new_fpy", newFpy}};
+}
+
+std::string Pretty(const QJsonObject& object)
+{
+    return QJsonDocument(object).toJson().toStdString();
 }
 
 // "median mad limits", worked out by hand.
@@ -213,6 +246,21 @@ protected:
             result += "--\n" + QString::fromUtf8(file.readAll());
         return result.replace(m_Home.path(), "DIR").toStdString();
     }
+
+    // limits --json: the object it printed, the exit status and new plan as Limits gives them after it.
+    QJsonObject Json(const QStringList& arguments, std::string& rest)
+    {
+        const std::string all = Limits(arguments + QStringList{"--json"});
+        const size_t status = all.find('\n') + 1;
+        size_t plan = all.find("}\n--\n");
+        plan = plan == std::string::npos ? all.size() : plan + 2;
+        rest = all.substr(0, status) + all.substr(plan);
+        QJsonParseError error;
+        const QJsonDocument document =
+            QJsonDocument::fromJson(QByteArray::fromStdString(all.substr(status, plan - status)), &error);
+        EXPECT_EQ(error.error, QJsonParseError::NoError) << all;
+        return document.object();
+    }
 };
 
 TEST_P(LimitsDb, ProposesFromFirstPassesAndTellsTheYieldTheyWouldHaveGiven)
@@ -239,26 +287,45 @@ TEST_P(LimitsDb, ProposesFromFirstPassesAndTellsTheYieldTheyWouldHaveGiven)
     // U1 to U5 passed first: 5 of the 6 units (U7's run was aborted, V1 is virtual).
     // peak 207 +- 2 x 1.4826 x 1 leaves U5's 213 out; noise 5 +- 2 x 1.4826 x 0.5
     // its 9.0; ringdown 15 and reading 500 have a MAD of 0, taken as one step.
-    EXPECT_EQ(Limits({"--k", "2"}),
-              "0\n"
-              "step  key            old       new               n  median  mad  fpy old  fpy new\n"
-              "ping  peak from 32   200..215  204..210          5  207     1    83.3%    66.7%\n"
-              "ping  noise from 32  ..12      3.517..6.483      5  5       0.5  83.3%    66.7%\n"
-              "ping  ringdown       ..20      12..18            5  15      0    83.3%    83.3%\n"
-              "temp  reading        362..617  499.997..500.003  5  500     0    83.3%    83.3%\n"
-              "6 unit(s) of plan p.txt on a first attempt: FPY 83.3%, with all the new limits "
-              "66.7%\n"
-              "new plan written to DIR/new.txt\n"
-              "--\n"
-              "# Echo and board of a hand-made lot.\n"
-              "step ping xkping t.txt 0 1\n"
-              "expect peak 204..210 from 32\n"
-              "expect noise 3.517..6.483 from 32 to 112\n"
-              "\n"
-              "# The bang rings down fast.\n"
-              "expect ringdown 12..18 below 50\n"
-              "step temp lcdtemperature\n"
-              "expect reading 499.997..500.003\n");
+    const std::string table = Limits({"--k", "2"});
+    EXPECT_EQ(table, "0\n"
+                     "step  key            old       new               n  median  mad  fpy old  fpy new\n"
+                     "ping  peak from 32   200..215  204..210          5  207     1    83.3%    66.7%\n"
+                     "ping  noise from 32  ..12      3.517..6.483      5  5       0.5  83.3%    66.7%\n"
+                     "ping  ringdown       ..20      12..18            5  15      0    83.3%    83.3%\n"
+                     "temp  reading        362..617  499.997..500.003  5  500     0    83.3%    83.3%\n"
+                     "6 unit(s) of plan p.txt on a first attempt: FPY 83.3%, with all the new limits "
+                     "66.7%\n"
+                     "new plan written to DIR/new.txt\n"
+                     "--\n"
+                     "# Echo and board of a hand-made lot.\n"
+                     "step ping xkping t.txt 0 1\n"
+                     "expect peak 204..210 from 32\n"
+                     "expect noise 3.517..6.483 from 32 to 112\n"
+                     "\n"
+                     "# The bang rings down fast.\n"
+                     "expect ringdown 12..18 below 50\n"
+                     "step temp lcdtemperature\n"
+                     "expect reading 499.997..500.003\n");
+    // The same as JSON: shares as fractions, an open side null, the same plan written.
+    std::string rest;
+    const QJsonObject json = Json({"--k", "2"}, rest);
+    EXPECT_EQ(
+        Pretty(json),
+        Pretty(QJsonObject{
+            {"plan", "p.txt"},
+            {"new_plan", "DIR/new.txt"},
+            {"k", 2},
+            {"units", 6},
+            {"first_attempt_passes", 5},
+            {"fpy", Share(5, 6)},
+            {"new_fpy", Share(4, 6)},
+            {"measurements",
+             QJsonArray{Measurement("ping", "peak", 32, 200, 215, 204, 210, 5, 207, 1, Share(4, 6)),
+                        Measurement("ping", "noise", 32, QJsonValue(), 12, 3.517, 6.483, 5, 5, 0.5, Share(4, 6)),
+                        Measurement("ping", "ringdown", 0, QJsonValue(), 20, 12, 18, 5, 15, 0, Share(5, 6)),
+                        Measurement("temp", "reading", 0, 362, 617, 499.997, 500.003, 5, 500, 0, Share(5, 6))}}}));
+    EXPECT_EQ(rest, "0\n" + table.substr(table.find("--\n")));
 }
 
 TEST_P(LimitsDb, GoldenUnitsVirtualUnitsAndAnEmptyWindow)
@@ -290,6 +357,24 @@ TEST_P(LimitsDb, GoldenUnitsVirtualUnitsAndAnEmptyWindow)
                                                              "all the new limits -\n"
                                                              "new plan written to DIR/new.txt\n--\n") +
                                                      c_Plan);
+    std::string rest;
+    const QJsonValue null;
+    const QJsonObject empty = Json({"--since", "2026-03-02"}, rest);
+    EXPECT_EQ(
+        Pretty(empty),
+        Pretty(QJsonObject{
+            {"plan", "p.txt"},
+            {"new_plan", "DIR/new.txt"},
+            {"k", 6},
+            {"units", 0},
+            {"first_attempt_passes", 0},
+            {"fpy", null},
+            {"new_fpy", null},
+            {"measurements", QJsonArray{Measurement("ping", "peak", 32, 200, 215, 200, 215, 0, null, null, null),
+                                        Measurement("ping", "noise", 32, null, 12, null, 12, 0, null, null, null),
+                                        Measurement("ping", "ringdown", 0, null, 20, null, 20, 0, null, null, null),
+                                        Measurement("temp", "reading", 0, 362, 617, 362, 617, 0, null, null, null)}}}));
+    EXPECT_EQ(rest, std::string("0\n--\n") + c_Plan);
 }
 
 // Refused before anything is read or written.
@@ -306,7 +391,9 @@ TEST_P(LimitsDb, RefusesMistakenOptions)
         {{"--golden", "--k", "2"}, "--golden needs at least one serial number"},
         {{"--golden"}, "--golden needs at least one serial number"},
         {{"--out"}, "--out needs a value"},
-        {{"--json"}, "unexpected '--json'"},
+        {{"--until", "2026-02-30"}, "--until '2026-02-30' is not an ISO 8601 date or time"},
+        {{"--db"}, "--db needs a value"},
+        {{"--by", "day"}, "unexpected '--by'"},
         {{"second.txt"}, "unexpected 'second.txt'"},
     };
     for (const auto& c : cases)
