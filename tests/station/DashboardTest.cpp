@@ -467,6 +467,7 @@ TEST_P(DashboardDb, WritesAFolderOfItsOwnAndReplacesItWhole)
     const QString out = m_Home.filePath("dashboard");
     AnalyticsFilter_T filter;
     filter.plan = "cor.txt";
+    filter.since = QDateTime(QDate(2026, 2, 1), QTime(0, 0), Qt::UTC);
     DashboardSummary_T summary;
     QString error;
     ASSERT_TRUE(CDashboard(m_Db).Write(out, filter, summary, error)) << error.toStdString();
@@ -484,8 +485,9 @@ TEST_P(DashboardDb, WritesAFolderOfItsOwnAndReplacesItWhole)
     EXPECT_TRUE(text.contains("\">&lt;script&gt;</a></td><td>QL4K</td><td class=\"number\">1</td>"));
     EXPECT_FALSE(text.contains("<script>"));
 
-    // Narrower: the pages of units outside it are gone.
-    filter.since = QDateTime(QDate(2026, 3, 2), QTime(0, 0), Qt::UTC);
+    // Without --since, unit pages cover the day up to the newest run (03-03T08:00): the pages of
+    // units outside it are gone.
+    filter.since = QDateTime();
     ASSERT_TRUE(CDashboard(m_Db).Write(out, filter, summary, error)) << error.toStdString();
     EXPECT_EQ(summary.units, 2);
     EXPECT_FALSE(QFile::exists(out + "/" + CDashboardUnitPage::PageName("A-1")));
