@@ -199,8 +199,7 @@ bool CAnalytics::Capability(const AnalyticsFilter_T& filter, bool passedOnly, st
     while (query.next())
     {
         CapabilityRow_T row;
-        row.id = {query.value(0).toString(), query.value(1).toString(), query.value(2).toString(),
-                  query.value(3).toInt()};
+        row.id = ReadId(query);
         row.n = query.value(4).toLongLong();
         row.mean = Number(query.value(5));
         row.s = Number(query.value(6));
@@ -373,8 +372,7 @@ bool CAnalytics::Controls(const AnalyticsFilter_T& filter, int baseline, const C
     };
     while (query.next())
     {
-        const MeasurementId_T id{query.value(0).toString(), query.value(1).toString(), query.value(2).toString(),
-                                 query.value(3).toInt()};
+        const MeasurementId_T id = ReadId(query);
         if (chart.points.empty() || !Same(id, chart.id))
         {
             if (!flush())
@@ -403,8 +401,7 @@ bool CAnalytics::Baselines(const AnalyticsFilter_T& filter, int baseline, std::v
     while (query.next())
     {
         ControlChart_T chart;
-        chart.id = {query.value(0).toString(), query.value(1).toString(), query.value(2).toString(),
-                    query.value(3).toInt()};
+        chart.id = ReadId(query);
         chart.baseline = baseline;
         charts.push_back(chart);
     }
@@ -417,6 +414,11 @@ bool CAnalytics::Baselines(const AnalyticsFilter_T& filter, int baseline, std::v
             return false;
     }
     return true;
+}
+
+MeasurementId_T CAnalytics::ReadId(const QSqlQuery& query)
+{
+    return {query.value(0).toString(), query.value(1).toString(), query.value(2).toString(), query.value(3).toInt()};
 }
 
 bool CAnalytics::Same(const MeasurementId_T& one, const MeasurementId_T& other)

@@ -55,6 +55,8 @@ private:
     // Every measurement of FILTER's runs, in the order of the points, with its limits.
     bool Baselines(const AnalyticsFilter_T& filter, int baseline, std::vector<ControlChart_T>& charts,
                    QString& error) const;
+    // Plan, step, key and window from a row's first four columns.
+    static MeasurementId_T ReadId(const QSqlQuery& query);
     static bool Same(const MeasurementId_T& one, const MeasurementId_T& other);
     static void AddPoint(const QSqlQuery& query, long long index, ControlChart_T& chart);
     bool Pareto(const AnalyticsFilter_T& filter, std::vector<ParetoRow_T>& rows, QString& error) const;
