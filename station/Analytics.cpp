@@ -185,10 +185,12 @@ bool CAnalytics::Capability(const AnalyticsFilter_T& filter, bool passedOnly, st
     QVariantList values;
     if (!Prepare(error))
         return false;
-    const QString sql = "SELECT * FROM (SELECT plan_name, step, expectation, from_index, n, mean, s, sw, lsl, usl, " +
-                        CCapabilityQuery::Indexes() + ", failures FROM (" +
-                        CCapabilityQuery::Measurements(filter, passedOnly, values) +
-                        ") m) r "
+    // Materialised, so that each measurement's sums are taken once, not once
+    // for every index that names them.
+    const QString sql = "WITH m AS MATERIALIZED (" + CCapabilityQuery::Measurements(filter, passedOnly, m_Db.Postgresql(), values) +
+                        ") SELECT * FROM (SELECT plan_name, step, expectation, from_index, n, mean, s, sw, lsl, usl, " +
+                        CCapabilityQuery::Indexes() +
+                        ", failures FROM m) r "
                         // PostgreSQL orders by an output column only by its bare name.
                         "ORDER BY CASE WHEN cpk IS NULL THEN 1 ELSE 0 END, cpk, plan_name, step, expectation, "
                         "from_index";

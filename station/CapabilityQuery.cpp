@@ -16,7 +16,8 @@ QString CCapabilityQuery::Points(const AnalyticsFilter_T& filter, bool passedOnl
     return CAnalytics::Conditions(filter, values, prefix) + (passedOnly ? QString(" AND %1result = 'passed'").arg(prefix) : "");
 }
 
-QString CCapabilityQuery::Measurements(const AnalyticsFilter_T& filter, bool passedOnly, QVariantList& values)
+QString CCapabilityQuery::Measurements(const AnalyticsFilter_T& filter, bool passedOnly, bool postgresql,
+                                       QVariantList& values)
 {
     // Real units of every result: each point knows the one before it, so the
     // moving ranges are a plain sum. Any other choice of runs orders them anew.
@@ -45,19 +46,25 @@ QString CCapabilityQuery::Measurements(const AnalyticsFilter_T& filter, bool pas
                ")) AS moving_range FROM measurement_points WHERE " +
                where + ") v";
     }
-    // The deviations from the mean are a second pass over each measurement's
-    // own index range: a sum of squares alone loses digits to a large mean.
+    // A sum of squares alone loses digits to a large mean: PostgreSQL's own
+    // deviation does not; on SQLite the deviations from the mean are a second
+    // pass over each measurement's own index range.
     const QString flat = "c.least = c.most AND c.n > 1";
     QString sql = "SELECT c.plan_name, c.step, c.expectation, c.from_index, c.n, c.mean, CASE WHEN " + flat +
-                  " THEN 0.0 ELSE SQRT((SELECT SUM((q.value - c.mean) * (q.value - c.mean)) FROM measurement_points q "
-                  "WHERE " + c_Series + " AND " + Points(filter, passedOnly, "q.", values) +
-                  ") / NULLIF(c.n - 1, 0)) END AS s, CASE WHEN " + flat + " THEN 0.0 ELSE c.mr / 1.128 END AS sw";
+                  " THEN 0.0 ELSE ";
+    if (postgresql)
+        sql += "c.deviation";
+    else
+        sql += "SQRT((SELECT SUM((q.value - c.mean) * (q.value - c.mean)) FROM measurement_points q WHERE " + c_Series +
+               " AND " + Points(filter, passedOnly, "q.", values) + ") / NULLIF(c.n - 1, 0))";
+    sql += " END AS s, CASE WHEN " + flat + " THEN 0.0 ELSE c.mr / 1.128 END AS sw";
     for (const char* limit : {"low", "high"})
         sql += QString(", (SELECT q.%1 FROM measurement_points q WHERE ").arg(limit) + c_Series + " AND " +
                Points(filter, passedOnly, "q.", values) + c_Newest + (limit == QString("low") ? ") AS lsl" : ") AS usl");
     values << rangeValues << fromValues;
     return sql + ", c.failures FROM (SELECT plan_name, step, expectation, from_index, COUNT(*) AS n, "
-                 "AVG(value) AS mean, MIN(value) AS least, MAX(value) AS most, AVG(" +
+                 "AVG(value) AS mean, MIN(value) AS least, MAX(value) AS most, " +
+           (postgresql ? "STDDEV_SAMP(value) AS deviation, " : "") + "AVG(" +
            movingRange + ") AS mr, SUM(CASE WHEN met = 0 THEN 1 ELSE 0 END) AS failures FROM " + from +
            " GROUP BY plan_name, step, expectation, from_index) c";
 }

@@ -14,7 +14,8 @@ public:
     // A SELECT of plan_name, step, expectation, from_index, n, mean, s, sw,
     // lsl, usl, failures over the points FILTER (and PASSEDONLY) asks for;
     // its bound values are appended to VALUES in the order of their '?'.
-    static QString Measurements(const AnalyticsFilter_T& filter, bool passedOnly, QVariantList& values);
+    static QString Measurements(const AnalyticsFilter_T& filter, bool passedOnly, bool postgresql,
+                                QVariantList& values);
     // Cp, Cpk, Pp and Ppk as columns of a row that has mean, s, sw, lsl and usl.
     static QString Indexes();
 

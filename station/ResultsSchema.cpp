@@ -251,7 +251,7 @@ FROM (SELECT run_id, step_index, position,
 WHERE c.run_id = measurement_points.run_id AND c.step_index = measurement_points.step_index
   AND c.position = measurement_points.position AND c.previous_started IS NOT NULL;
 CREATE INDEX points_in_order ON measurement_points (plan_name, step, expectation, from_index, started, run_id,
-  step_index, position, is_virtual, result, value, previous_value, previous_started, met, low, high);
+  step_index, position, is_virtual, result, value, previous_value, previous_started, met, low, high, serial_bytes);
 CREATE INDEX runs_failures ON runs (plan_name, started, is_virtual, failed_step, failed_key) WHERE result = 'failed';
 CREATE INDEX runs_units ON runs (plan_name, started, is_virtual, product, session_id, passed_at) WHERE plan_attempt = 1;
 DROP INDEX measurements_values;
@@ -290,8 +290,8 @@ SELECT p.run_id, p.serial, p.plan_name, a.product, a.station, p.is_virtual, p.st
   p.step_index, p.step, p.expectation, p.from_index, p.value, p.low, p.high, p.met
 FROM measurement_points p JOIN unit_attempts a ON a.run_id = p.run_id;
 CREATE VIEW measurement_capability AS
-SELECT plan_name, step, expectation, from_index, n, mean, s, sw, lsl, usl, %INDEXES%, failures
-FROM (%CAPABILITY%) c)",
+WITH c AS MATERIALIZED (%CAPABILITY%)
+SELECT plan_name, step, expectation, from_index, n, mean, s, sw, lsl, usl, %INDEXES%, failures FROM c)",
 };
 }
 
@@ -309,7 +309,7 @@ QStringList CResultsSchema::Migration(int from, bool postgresql)
         text.replace("%BLOB%", postgresql ? "BYTEA" : "BLOB");
         text.replace("%REAL%", postgresql ? "DOUBLE PRECISION" : "REAL");
         QVariantList none;
-        text.replace("%CAPABILITY%", CCapabilityQuery::Measurements(AnalyticsFilter_T(), false, none));
+        text.replace("%CAPABILITY%", CCapabilityQuery::Measurements(AnalyticsFilter_T(), false, postgresql, none));
         text.replace("%INDEXES%", CCapabilityQuery::Indexes());
         for (const QString& statement : text.split(";\n"))
             statements << statement.trimmed();
