@@ -187,7 +187,8 @@ bool CAnalytics::Capability(const AnalyticsFilter_T& filter, bool passedOnly, st
         return false;
     // Materialised, so that each measurement's sums are taken once, not once
     // for every index that names them.
-    const QString sql = "WITH m AS MATERIALIZED (" + CCapabilityQuery::Measurements(filter, passedOnly, m_Db.Postgresql(), values) +
+    const QString sql = "WITH m AS MATERIALIZED (" +
+                        CCapabilityQuery::Measurements(filter, passedOnly, m_Db.Postgresql(), values) +
                         ") SELECT * FROM (SELECT plan_name, step, expectation, from_index, n, mean, s, sw, lsl, usl, " +
                         CCapabilityQuery::Indexes() +
                         ", failures FROM m) r "

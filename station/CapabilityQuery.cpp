@@ -13,7 +13,8 @@ const QString c_Newest = " ORDER BY q.started DESC, q.run_id DESC, q.step_index 
 QString CCapabilityQuery::Points(const AnalyticsFilter_T& filter, bool passedOnly, const QString& prefix,
                                  QVariantList& values)
 {
-    return CAnalytics::Conditions(filter, values, prefix) + (passedOnly ? QString(" AND %1result = 'passed'").arg(prefix) : "");
+    return CAnalytics::Conditions(filter, values, prefix) +
+           (passedOnly ? QString(" AND %1result = 'passed'").arg(prefix) : "");
 }
 
 QString CCapabilityQuery::Measurements(const AnalyticsFilter_T& filter, bool passedOnly, bool postgresql,
@@ -50,8 +51,8 @@ QString CCapabilityQuery::Measurements(const AnalyticsFilter_T& filter, bool pas
     // deviation does not; on SQLite the deviations from the mean are a second
     // pass over each measurement's own index range.
     const QString flat = "c.least = c.most AND c.n > 1";
-    QString sql = "SELECT c.plan_name, c.step, c.expectation, c.from_index, c.n, c.mean, CASE WHEN " + flat +
-                  " THEN 0.0 ELSE ";
+    QString sql =
+        "SELECT c.plan_name, c.step, c.expectation, c.from_index, c.n, c.mean, CASE WHEN " + flat + " THEN 0.0 ELSE ";
     if (postgresql)
         sql += "c.deviation";
     else
@@ -60,12 +61,14 @@ QString CCapabilityQuery::Measurements(const AnalyticsFilter_T& filter, bool pas
     sql += " END AS s, CASE WHEN " + flat + " THEN 0.0 ELSE c.mr / 1.128 END AS sw";
     for (const char* limit : {"low", "high"})
         sql += QString(", (SELECT q.%1 FROM measurement_points q WHERE ").arg(limit) + c_Series + " AND " +
-               Points(filter, passedOnly, "q.", values) + c_Newest + (limit == QString("low") ? ") AS lsl" : ") AS usl");
+               Points(filter, passedOnly, "q.", values) + c_Newest +
+               (limit == QString("low") ? ") AS lsl" : ") AS usl");
     values << rangeValues << fromValues;
-    return sql + ", c.failures FROM (SELECT plan_name, step, expectation, from_index, COUNT(*) AS n, "
-                 "AVG(value) AS mean, MIN(value) AS least, MAX(value) AS most, " +
-           (postgresql ? "STDDEV_SAMP(value) AS deviation, " : "") + "AVG(" +
-           movingRange + ") AS mr, SUM(CASE WHEN met = 0 THEN 1 ELSE 0 END) AS failures FROM " + from +
+    return sql +
+           ", c.failures FROM (SELECT plan_name, step, expectation, from_index, COUNT(*) AS n, "
+           "AVG(value) AS mean, MIN(value) AS least, MAX(value) AS most, " +
+           (postgresql ? "STDDEV_SAMP(value) AS deviation, " : "") + "AVG(" + movingRange +
+           ") AS mr, SUM(CASE WHEN met = 0 THEN 1 ELSE 0 END) AS failures FROM " + from +
            " GROUP BY plan_name, step, expectation, from_index) c";
 }
 

@@ -101,8 +101,8 @@ bool CDashboardUnits::ForEach(const AnalyticsFilter_T& filter, const Page_T& pag
     return true;
 }
 
-bool CDashboardUnits::ReadRuns(const QString& where, const QVariantList& values,
-                               std::vector<DashboardUnit_T>& units, QString& error) const
+bool CDashboardUnits::ReadRuns(const QString& where, const QVariantList& values, std::vector<DashboardUnit_T>& units,
+                               QString& error) const
 {
     // A run's attempt counts over the unit's whole history, not the window.
     QSqlQuery query(m_Db.Connection());

@@ -17,7 +17,8 @@ const QString c_SameSeries = "q.plan_name = p.plan_name AND q.step = p.step AND 
 const QString c_Key = "(%1.started, %1.run_id, %1.step_index, %1.position)";
 const QString c_Previous =
     "UPDATE measurement_points AS p SET (previous_value, previous_started) = (SELECT q.value, q.started "
-    "FROM measurement_points q WHERE " + c_SameSeries + " AND " + c_Key.arg("q") + " < " + c_Key.arg("p") +
+    "FROM measurement_points q WHERE " +
+    c_SameSeries + " AND " + c_Key.arg("q") + " < " + c_Key.arg("p") +
     " ORDER BY q.started DESC, q.run_id DESC, q.step_index DESC, q.position DESC LIMIT 1) "
     "WHERE p.run_id = ? AND p.is_virtual = 0";
 }
@@ -121,8 +122,10 @@ bool CRunFacts::Chain(CResultsDb& db, const QString& runId, QString& error)
             later << QVariantList{query.value(1), query.value(2), query.value(3)};
     query.finish();
     for (const QVariantList& key : later)
-        if (!db.Exec(query, QString(c_Previous).replace("p.run_id = ?", "p.run_id = ? AND p.step_index = ? AND p.position = ?"),
-                     key, error))
+        if (!db.Exec(
+                query,
+                QString(c_Previous).replace("p.run_id = ?", "p.run_id = ? AND p.step_index = ? AND p.position = ?"),
+                key, error))
             return false;
     return true;
 }

@@ -26,7 +26,7 @@
 
 namespace
 {
-// One run a line: SERIAL STATION TIME RESULT [virtual] [product=NAME] : STEP ; STEP ...
+// One run a line: SERIAL STATION TIME RESULT [virtual] [product=NAME] [plan=NAME] : STEP ; STEP ...
 // A step is NAME[#TRY][!VERDICT] KEY[/FROM]=VALUE@EXPECTED...; a value is met
 // inside EXPECTED's range (MIN..MAX, MIN.., ..MAX or one number) or equal to it.
 // TIME is in 2026, UTC; an aborted run is never finished.
@@ -108,7 +108,7 @@ class Analytics : public CEngineTest
 {
 protected:
     // Stores the runs as the station does, each in a session of its station; run ids r01, r02, ...
-    // in the lines' order. Runs end in the order of ARRIVAL (line indexes), by default the lines'.
+    // in the lines' order, on from the runs stored before. Runs end in the order of ARRIVAL (line indexes), by default the lines'.
     template <size_t N>
     void Store(const char* const (&lines)[N], const std::vector<size_t>& arrival = {})
     {
@@ -138,7 +138,7 @@ protected:
             session.started = QDateTime::fromString("2026-" + head[2] + ":00Z", Qt::ISODate);
             ASSERT_TRUE(CRunRows::InsertSession(db, session, error)) << error.toStdString();
             RunRecord_T run;
-            run.id = QString("r%1").arg(index + 1, 2, 10, QChar('0'));
+            run.id = QString("r%1").arg(m_Stored + index + 1, 2, 10, QChar('0'));
             run.sessionId = session.id;
             run.unit = head.contains("virtual") ? "ql4k" : "ssh:unit";
             run.isVirtual = head.contains("virtual");
@@ -149,6 +149,9 @@ protected:
                 if (word.startsWith("product="))
                     run.product = word.mid(8);
             run.planName = "cor.plan";
+            for (const QString& word : head)
+                if (word.startsWith("plan="))
+                    run.planName = word.mid(5);
             run.planSha256 = session.planSha256;
             run.started = session.started;
             ASSERT_TRUE(CRunRows::InsertRun(db, run, error)) << error.toStdString();
@@ -170,6 +173,7 @@ protected:
                 ASSERT_TRUE(CRunRows::FinishRun(db, run, error)) << error.toStdString();
             }
         }
+        m_Stored += lines.size();
     }
 
     // A view's rows, a line each, its values '|' apart; numbers to ten digits.
@@ -195,6 +199,8 @@ protected:
         }
         return rows;
     }
+
+    size_t m_Stored = 0;
 
     struct Outcome_T
     {
@@ -498,6 +504,7 @@ TEST_P(Analytics, ControlChartOfThePublishedIndividualsExample)
 TEST_P(Analytics, MistakesGiveOneLine)
 {
     Store(c_Capability);
+    Store(std::vector<QString>{"S9 A 03-02T08:00 passed plan=other.plan : ping peak/32=250@200..300"});
     const struct
     {
         QStringList arguments;
@@ -515,6 +522,10 @@ TEST_P(Analytics, MistakesGiveOneLine)
         {{"control", "ping", "peak", "--first-point", "0"}, 2, "--first-point '0' is not a point number from 1"},
         {{"control", "ping", "peak", "--from", "-1"}, 2, "--from '-1' is not a sample index from 0"},
         {{"control", "ping", "peak"}, 1, "no stored value of peak in step ping"},
+        // Two plans' values in one series would hide each other's drift.
+        {{"control", "ping", "peak", "--from", "32"},
+         1,
+         "ping peak is measured by 2 plans (cor.plan, other.plan): name one with --plan"},
         {{"control", "ping", "peak\nfrom", "--from", "32"}, 1, "no stored value of peak\\x0afrom from 32 in step ping"},
     };
     for (const auto& c : cases)

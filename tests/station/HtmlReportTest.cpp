@@ -354,8 +354,21 @@ TEST(SvgPlot, FixedNumbersAreQtsOwnToTheLastDigit)
 {
     // Exact quarters are the ties printf and Qt round differently; the rest
     // spread over the magnitudes a plot and its ticks meet.
-    std::vector<double> values = {0.0, -0.0, 0.05, -0.05, 0.15, 0.25, 0.35, 0.45, 2.675, 1e14 + 0.25, 999999999999999.9,
-                                  1e15, -1e15, 1e300, std::numeric_limits<double>::infinity()};
+    std::vector<double> values = {0.0,
+                                  -0.0,
+                                  0.05,
+                                  -0.05,
+                                  0.15,
+                                  0.25,
+                                  0.35,
+                                  0.45,
+                                  2.675,
+                                  1e14 + 0.25,
+                                  999999999999999.9,
+                                  1e15,
+                                  -1e15,
+                                  1e300,
+                                  std::numeric_limits<double>::infinity()};
     for (int k = -4000; k <= 4000; ++k)
         values.push_back(k / 4.0);
     unsigned long long state = 12345;
