@@ -35,6 +35,27 @@ QByteArray Block(int samples, unsigned& state)
 }
 }
 
+StepResult_T CDbBench::Step(const PlanStep_T& planStep, const QByteArray& block, double seconds,
+                            const CReportParser& parser)
+{
+    StepResult_T step;
+    step.name = planStep.name;
+    step.command = planStep.command;
+    step.text = block + "Corvane test program\n" + QByteArray(51, '-') + "\n./sonarbench " +
+                planStep.command.join(' ').toUtf8() + "\nTest Output:\ndone\nTest Result: Test Passed.\n";
+    step.exitStatus = 0;
+    step.seconds = seconds;
+    step.report = parser.Parse(step.text);
+    step.verdict = step.report.verdict;
+    step.met = true;
+    for (const CExpectation& expectation : planStep.expectations)
+    {
+        step.expectations.push_back(expectation.Evaluate(step.report, step.verdict));
+        step.met = step.met && step.expectations.back().met;
+    }
+    return step;
+}
+
 UnitResult_T CDbBench::Unit(int steps, int samples, unsigned seed)
 {
     QByteArray planText;
@@ -54,23 +75,8 @@ UnitResult_T CDbBench::Unit(int steps, int samples, unsigned seed)
     const CReportParser parser;
     for (const PlanStep_T& planStep : plan.Steps())
     {
-        StepResult_T step;
-        step.name = planStep.name;
-        step.command = planStep.command;
-        step.text = Block(samples, seed) + "Corvane test program\n" + QByteArray(51, '-') + "\n./sonarbench " +
-                    planStep.command.join(' ').toUtf8() + "\nTest Output:\ndone\nTest Result: Test Passed.\n";
-        step.exitStatus = 0;
-        step.seconds = 0.5;
-        step.report = parser.Parse(step.text);
-        step.verdict = step.report.verdict;
-        step.met = true;
-        for (const CExpectation& expectation : planStep.expectations)
-        {
-            step.expectations.push_back(expectation.Evaluate(step.report, step.verdict));
-            step.met = step.met && step.expectations.back().met;
-        }
-        unit.met = unit.met && step.met;
-        unit.steps.push_back(step);
+        unit.steps.push_back(Step(planStep, Block(samples, seed), 0.5, parser));
+        unit.met = unit.met && unit.steps.back().met;
     }
     return unit;
 }

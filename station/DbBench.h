@@ -7,6 +7,8 @@
 #include <QStringList>
 
 class CDbTarget;
+class CReportParser;
+struct PlanStep_T;
 
 class CDbBench
 {
@@ -14,6 +16,9 @@ public:
     // ARGUMENTS: --db DB [--runs N] [--steps N] [--samples N], or with
     // --lot a production history for the analytics (CDbBenchLot).
     static int Run(const QStringList& arguments);
+    // A step of PLANSTEP whose unit printed BLOCK, judged as the station judges it.
+    static StepResult_T Step(const PlanStep_T& planStep, const QByteArray& block, double seconds,
+                             const CReportParser& parser);
 
 private:
     // A unit's steps, each with a block of SAMPLES echo samples that differ with SEED.

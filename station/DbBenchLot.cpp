@@ -1,5 +1,6 @@
 #include "DbBenchLot.h"
 
+#include "DbBench.h"
 #include "Plan.h"
 #include "ReportParser.h"
 #include "ResultsDb.h"
@@ -214,25 +215,10 @@ bool CLotWriter::Run(int serial, int plan, int attempt, bool faulty, LotSummary_
     run.met = true;
     for (const PlanStep_T& planStep : m_Plan.Steps())
     {
-        StepResult_T step;
-        step.name = planStep.name;
-        step.command = planStep.command;
         const bool fault = static_cast<int>(steps.size()) == faultStep;
-        step.text = Block(fault ? Faulty(shape, faultStep) : shape, m_Random) + "Corvane test program\n" +
-                    QByteArray(51, '-') + "\n./sonarbench " + planStep.command.join(' ').toUtf8() +
-                    "\nTest Output:\ndone\nTest Result: Test Passed.\n";
-        step.exitStatus = 0;
-        step.seconds = 8;
-        step.report = m_Parser.Parse(step.text);
-        step.verdict = step.report.verdict;
-        step.met = true;
-        for (const CExpectation& expectation : planStep.expectations)
-        {
-            step.expectations.push_back(expectation.Evaluate(step.report, step.verdict));
-            step.met = step.met && step.expectations.back().met;
-        }
-        run.met = run.met && step.met;
-        steps.push_back(step);
+        steps.push_back(
+            CDbBench::Step(planStep, Block(fault ? Faulty(shape, faultStep) : shape, m_Random), 8, m_Parser));
+        run.met = run.met && steps.back().met;
     }
     run.result = run.met ? "passed" : "failed";
     summary.failed += run.met ? 0 : 1;

@@ -202,35 +202,17 @@ protected:
 
     size_t m_Stored = 0;
 
-    struct Outcome_T
-    {
-        int status = -1;
-        std::string out;
-        std::string err;
-    };
-
     // A command on the test's database; JSON comes back compact.
     Outcome_T Command(QStringList arguments)
     {
-        Outcome_T outcome;
-        char* out = nullptr;
-        char* err = nullptr;
-        size_t outSize = 0;
-        size_t errSize = 0;
-        FILE* outFile = open_memstream(&out, &outSize);
-        FILE* errFile = open_memstream(&err, &errSize);
         const QString command = arguments.takeFirst();
         arguments = QStringList{"--db", m_Url} + arguments;
-        const CAnalyticsCommands commands(outFile, errFile);
-        outcome.status = command == "yield"        ? commands.Yield(arguments)
-                         : command == "capability" ? commands.Capability(arguments)
-                                                   : commands.Control(arguments);
-        fclose(outFile);
-        fclose(errFile);
-        outcome.out.assign(out, outSize);
-        outcome.err.assign(err, errSize);
-        free(out);
-        free(err);
+        Outcome_T outcome = Captured([&](FILE* out, FILE* err) {
+            const CAnalyticsCommands commands(out, err);
+            return command == "yield"        ? commands.Yield(arguments)
+                   : command == "capability" ? commands.Capability(arguments)
+                                             : commands.Control(arguments);
+        });
         if (arguments.contains("--json"))
             outcome.out = QJsonDocument::fromJson(QByteArray::fromStdString(outcome.out))
                               .toJson(QJsonDocument::Compact)

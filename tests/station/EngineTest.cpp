@@ -46,3 +46,22 @@ void CEngineTest::TearDown()
 {
     qunsetenv("PGPASSWORD");
 }
+
+Outcome_T Captured(const std::function<int(FILE* out, FILE* err)>& command)
+{
+    char* out = nullptr;
+    char* err = nullptr;
+    size_t outSize = 0;
+    size_t errSize = 0;
+    FILE* outFile = open_memstream(&out, &outSize);
+    FILE* errFile = open_memstream(&err, &errSize);
+    Outcome_T outcome;
+    outcome.status = command(outFile, errFile);
+    fclose(outFile);
+    fclose(errFile);
+    outcome.out.assign(out, outSize);
+    outcome.err.assign(err, errSize);
+    free(out);
+    free(err);
+    return outcome;
+}

@@ -9,6 +9,21 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
+#include <functional>
+#include <string>
+
+// What a command printed, and its exit status.
+struct Outcome_T
+{
+    int status = -1;
+    std::string out;
+    std::string err;
+};
+
+// Runs COMMAND with its standard output and error going to memory.
+Outcome_T Captured(const std::function<int(FILE* out, FILE* err)>& command);
+
 class CEngineTest : public ::testing::TestWithParam<const char*>
 {
 protected:

@@ -225,22 +225,14 @@ protected:
     // limits on the test's plan and database: exit status, output, messages and the new plan.
     std::string Limits(const QStringList& arguments)
     {
-        char* out = nullptr;
-        char* err = nullptr;
-        size_t outSize = 0;
-        size_t errSize = 0;
-        FILE* outFile = open_memstream(&out, &outSize);
-        FILE* errFile = open_memstream(&err, &errSize);
         const QString written = m_Home.filePath("new.txt");
         QFile::remove(written);
-        const int status = CLimitsCommand(outFile, errFile)
-                               .Run(QStringList{m_Home.filePath("p.txt"), "--db", m_Url, "--out", written} + arguments);
-        fclose(outFile);
-        fclose(errFile);
-        QString result = QString("%1\n").arg(status) + QString::fromUtf8(out, static_cast<int>(outSize)) +
-                         QString::fromUtf8(err, static_cast<int>(errSize));
-        free(out);
-        free(err);
+        const Outcome_T outcome = Captured([&](FILE* out, FILE* err) {
+            return CLimitsCommand(out, err).Run(QStringList{m_Home.filePath("p.txt"), "--db", m_Url, "--out", written} +
+                                                arguments);
+        });
+        QString result = QString("%1\n").arg(outcome.status) + QString::fromStdString(outcome.out) +
+                         QString::fromStdString(outcome.err);
         QFile file(written);
         if (file.open(QIODevice::ReadOnly))
             result += "--\n" + QString::fromUtf8(file.readAll());
@@ -399,16 +391,14 @@ TEST_P(LimitsDb, RefusesMistakenOptions)
     for (const auto& c : cases)
         EXPECT_EQ(Limits(c.arguments),
                   std::string("2\nsonarstation: ") + c.message + " (sonarstation help prints the usage)\n");
-    char* err = nullptr;
-    size_t size = 0;
-    FILE* errFile = open_memstream(&err, &size);
     const QString plan = m_Home.filePath("p.txt");
-    EXPECT_EQ(CLimitsCommand(stdout, errFile).Run({plan, "--db", m_Url, "--out", m_Home.path() + "/./p.txt"}), 2);
-    EXPECT_EQ(CLimitsCommand(stdout, errFile).Run({plan, "--db", m_Url}), 2);
-    fclose(errFile);
-    EXPECT_EQ(std::string(err, size), "sonarstation: --out would overwrite the plan it reads: name another file\n"
-                                      "sonarstation: no --out NEW_PLAN given (sonarstation help prints the usage)\n");
-    free(err);
+    const Outcome_T outcome = Captured([&](FILE* out, FILE* err) {
+        EXPECT_EQ(CLimitsCommand(out, err).Run({plan, "--db", m_Url, "--out", m_Home.path() + "/./p.txt"}), 2);
+        return CLimitsCommand(out, err).Run({plan, "--db", m_Url});
+    });
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_EQ(outcome.err, "sonarstation: --out would overwrite the plan it reads: name another file\n"
+                           "sonarstation: no --out NEW_PLAN given (sonarstation help prints the usage)\n");
 }
 
 ENGINE_TEST_SUITE(LimitsDb);

@@ -125,15 +125,14 @@ TEST_F(Outputs, JunitHasASuitePerUnitAndAFailurePerUnmetExpectation)
                 outline += QString("  out %1\n").arg(xml.readElementText().contains("Test Result:"));
         }
     EXPECT_FALSE(xml.hasError()) << xml.errorString().toStdString();
-    EXPECT_EQ(
-        outline.toStdString(),
-        "suite ql4k tests=2 failures=1\n case ql4k/xk\n  failure peak-index from 32: expected ..9, measured 122\n"
-        "  out 1\n case ql4k/volts\n  out 1\n"
-        "suite varrow tests=2 failures=1\n case varrow/xk\n  failure verdict: expected passed or performed, "
-        "measured failed\n  failure peak: expected 240..255, measured nothing measured\n"
-        "  failure peak-index from 32: expected ..9, measured nothing measured\n"
-        "  failure mean: expected 0.., measured nothing measured\n  out 1\n"
-        " case varrow/volts\n  out 1\n");
+    EXPECT_EQ(outline.toStdString(),
+              "suite ql4k tests=2 failures=1\n case ql4k/xk\n  failure peak-index from 32: expected ..9, measured 122\n"
+              "  out 1\n case ql4k/volts\n  out 1\n"
+              "suite varrow tests=2 failures=1\n case varrow/xk\n  failure verdict: expected passed or performed, "
+              "measured failed\n  failure peak: expected 240..255, measured nothing measured\n"
+              "  failure peak-index from 32: expected ..9, measured nothing measured\n"
+              "  failure mean: expected 0.., measured nothing measured\n  out 1\n"
+              " case varrow/volts\n  out 1\n");
 }
 
 TEST_F(Outputs, HtmlReportIsAGridOfLinkedSelfContainedPages)
@@ -165,8 +164,7 @@ TEST_F(Outputs, HtmlReportIsAGridOfLinkedSelfContainedPages)
         EXPECT_TRUE(plot.contains(part)) << part;
     EXPECT_EQ(plot.section("points=\"", 1).section('"', 0, 0).split(' ').size(), 1024);
     // The page rounds a mean to six significant digits; the JSON keeps them all.
-    const QRegularExpressionMatch mean =
-        QRegularExpression("<td>mean</td><td>0..</td><td>([0-9.]+)</td>").match(plot);
+    const QRegularExpressionMatch mean = QRegularExpression("<td>mean</td><td>0..</td><td>([0-9.]+)</td>").match(plot);
     ASSERT_TRUE(mean.hasMatch());
     EXPECT_EQ(mean.captured(1).toDouble(),
               QString::number(

@@ -86,18 +86,20 @@ TEST(PlanFlow, AStopSkipsTheRestButTheAlwaysStepAndEveryTryIsStored)
     EXPECT_EQ(first.exitCode, 1);
     const QString tryLine = "ql4k#16 high-band: passed, NOT MET: peak from 32 expected 200..215, measured %1 (T s), "
                             "try %2 of 3";
-    EXPECT_EQ(TimelessLines(first.errors).join('\n').toStdString(),
-              Lines({"ql4k#16 firmware: passed, met (T s)", tryLine.arg(137).arg(1), tryLine.arg(143).arg(2),
-                     tryLine.arg(142).arg(3),
-                     "ql4k#16: high-band not met: stop-on-fail skips the remaining steps but the always ones",
-                     "ql4k#16 board-reading: performed, met (T s)", "ql4k#7 firmware: passed, met (T s)",
-                     "ql4k#7 high-band: passed, met (T s), try 1 of 3", "ql4k#7 low-band: passed, met (T s)",
-                     "ql4k#7 board-reading: performed, met (T s)",
-                     "ql4k#16, serial VQL4K-0016: NOT MET, 1 of 4 steps not met: high-band, 1 skipped; first unmet: high-band "
-             "peak from 32 expected 200..215, measured 142", "ql4k#7: met, 4 steps",
-                     "2 units, 8 steps: 6 met, 1 not met, 1 not run (T s, -j 1)",
-                     "JSON written to " + dir.filePath("first.json"), "JUnit written to " + dir.filePath("first.xml"),
-                     "HTML report written to " + dir.filePath("first-html/index.html")}));
+    EXPECT_EQ(
+        TimelessLines(first.errors).join('\n').toStdString(),
+        Lines(
+            {"ql4k#16 firmware: passed, met (T s)", tryLine.arg(137).arg(1), tryLine.arg(143).arg(2),
+             tryLine.arg(142).arg(3),
+             "ql4k#16: high-band not met: stop-on-fail skips the remaining steps but the always ones",
+             "ql4k#16 board-reading: performed, met (T s)", "ql4k#7 firmware: passed, met (T s)",
+             "ql4k#7 high-band: passed, met (T s), try 1 of 3", "ql4k#7 low-band: passed, met (T s)",
+             "ql4k#7 board-reading: performed, met (T s)",
+             "ql4k#16, serial VQL4K-0016: NOT MET, 1 of 4 steps not met: high-band, 1 skipped; first unmet: high-band "
+             "peak from 32 expected 200..215, measured 142",
+             "ql4k#7: met, 4 steps", "2 units, 8 steps: 6 met, 1 not met, 1 not run (T s, -j 1)",
+             "JSON written to " + dir.filePath("first.json"), "JUnit written to " + dir.filePath("first.xml"),
+             "HTML report written to " + dir.filePath("first-html/index.html")}));
     const StationRun_T second =
         RunStation(QStringList{"run", plan, "--lot", "ql4k:1:7", "--db", db} + ResultArguments(dir.path(), "second"));
     EXPECT_EQ(second.exitCode, 0) << second.errors.toStdString();
@@ -240,6 +242,7 @@ TEST(PlanFlow, ARequiredPlanHoldsBackUnitsWhoseLatestRunDidNotPass)
     ASSERT_EQ(RunStation({"run", dir.filePath("cor.txt"), "--lot", "ql4k:1:16", "--db", db}).exitCode, 0);
     const StationRun_T again = RunStation({"run", eol, "--lot", "ql4k:1:16", "--db", db});
     EXPECT_EQ(again.exitCode, 1) << again.errors.toStdString();
-    EXPECT_TRUE(again.errors.contains("ql4k#16, serial VQL4K-0016: NOT MET, 1 of 4 steps not met: high-band, 1 skipped; first unmet"))
+    EXPECT_TRUE(again.errors.contains(
+        "ql4k#16, serial VQL4K-0016: NOT MET, 1 of 4 steps not met: high-band, 1 skipped; first unmet"))
         << again.errors.toStdString();
 }

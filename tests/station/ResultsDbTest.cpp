@@ -175,33 +175,14 @@ protected:
         return query.value(0).toLongLong();
     }
 
-    struct Outcome_T
-    {
-        int status = -1;
-        std::string out;
-        std::string err;
-    };
-
     // The history or export command with --db naming the test's database.
     Outcome_T Command(bool history, QByteArrayList arguments)
     {
-        Outcome_T outcome;
-        char* out = nullptr;
-        char* err = nullptr;
-        size_t outSize = 0;
-        size_t errSize = 0;
-        FILE* outFile = open_memstream(&out, &outSize);
-        FILE* errFile = open_memstream(&err, &errSize);
         arguments << "--db" << m_Url.toUtf8();
-        const CResultCommands commands(outFile, errFile);
-        outcome.status = history ? commands.History(arguments) : commands.Export(arguments);
-        fclose(outFile);
-        fclose(errFile);
-        outcome.out.assign(out, outSize);
-        outcome.err.assign(err, errSize);
-        free(out);
-        free(err);
-        return outcome;
+        return Captured([&](FILE* out, FILE* err) {
+            const CResultCommands commands(out, err);
+            return history ? commands.History(arguments) : commands.Export(arguments);
+        });
     }
 };
 

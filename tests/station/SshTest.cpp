@@ -19,10 +19,10 @@
 #include <arpa/inet.h>
 #include <csignal>
 #include <dirent.h>
-#include <sys/stat.h>
 #include <netinet/in.h>
 #include <pwd.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
@@ -327,13 +327,13 @@ TEST_F(Ssh, AUnitLostMidPlanLeavesTheRestNotRunAndTheOtherUnitsAlone)
         if (line.startsWith("ssh:"))
             lines << line;
     const QString lost = "connection lost during step slow";
-    EXPECT_EQ(lines.join('\n').toStdString(), QStringList({"ssh:127.0.0.1 crash: none, met (T s)",
-                                                           "ssh:127.0.0.1 volts: performed, met (T s)",
-                                                           "ssh:127.0.0.1 slow: none, NOT MET (T s)",
-                                                           "ssh:127.0.0.1: unreachable, 2 steps not run (" + lost + ")",
-                                                           "ssh:127.0.0.1, no serial: unreachable, 2 steps not run"})
-                                                  .join('\n')
-                                                  .toStdString());
+    EXPECT_EQ(lines.join('\n').toStdString(),
+              QStringList({"ssh:127.0.0.1 crash: none, met (T s)", "ssh:127.0.0.1 volts: performed, met (T s)",
+                           "ssh:127.0.0.1 slow: none, NOT MET (T s)",
+                           "ssh:127.0.0.1: unreachable, 2 steps not run (" + lost + ")",
+                           "ssh:127.0.0.1, no serial: unreachable, 2 steps not run"})
+                  .join('\n')
+                  .toStdString());
     EXPECT_EQ(StoredSteps(d + "/r.db"), "ssh:127.0.0.1|0|missing|aborted|crash|none\n"
                                         "ssh:127.0.0.1|0|missing|aborted|volts|performed\n"
                                         "ssh:127.0.0.1|0|missing|aborted|slow|none\n"
